@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QString>
+#include <exception>
+
+// Every error the component raises: the number (ObjectErrorBase + n), a localized source and
+// description, and the help file and context a host can open for it.
+constexpr qint32 ObjectErrorBase = static_cast<qint32>(0x80040000u);
+
+namespace ErrorNumber {
+constexpr qint32 SubscriptOutOfRange = 9; // the runtime's own code for a bad array index
+constexpr qint32 SendRefused = ObjectErrorBase + 17;
+constexpr qint32 AssertionFailed = ObjectErrorBase + 51;
+constexpr qint32 ConnectionFailed = ObjectErrorBase + 59;
+constexpr qint32 NotASetupFile = ObjectErrorBase + 321;
+constexpr qint32 InvalidPropertyValue = ObjectErrorBase + 380;
+constexpr qint32 SetupFileError = ObjectErrorBase + 31037;
+} // namespace ErrorNumber
+
+class TavrelError : public std::exception {
+public:
+    TavrelError(qint32 number, QString source, QString description, QString helpFile = {},
+                qint32 helpContext = 0);
+
+    qint32 number() const { return m_number; }
+    const QString& source() const { return m_source; }
+    const QString& description() const { return m_description; }
+    const QString& helpFile() const { return m_helpFile; }
+    qint32 helpContext() const { return m_helpContext; }
+
+    // "0x8004017C": the number as hosts and logs show it.
+    QString hexNumber() const;
+    const char* what() const noexcept override { return m_what.constData(); }
+
+private:
+    qint32 m_number;
+    QString m_source;
+    QString m_description;
+    QString m_helpFile;
+    qint32 m_helpContext;
+    QByteArray m_what;
+};
+
+// The component's help file, which every raised error names.
+inline const QString kComponentHelpFile = QStringLiteral("Tavrel.hlp");
+
+// ObjectErrorBase + 380 with the localized source (104) and description (106).
+TavrelError InvalidPropertyValueError(qint32 helpContext = 0);
+// The same number and source with any localized description id (107 for the Asian-language refusal).
+TavrelError InvalidPropertyValueError(int descriptionBaseId, qint32 helpContext);
+// An array index outside its bounds.
+TavrelError SubscriptOutOfRangeError();

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "hosting/MemoryPropertyBag.h"
+
+// The host document on disk: a UTF-8 JSON object that maps each key to its value, keys in write
+// order. Booleans are JSON booleans, integers numbers, texts strings, and byte arrays objects
+// {"base64": "..."}. Saving replaces the file atomically, so a failed save leaves the old document.
+namespace HostDocument {
+
+// Raises TavrelError naming the file (and the key, for a bad value) when the file cannot be read,
+// is not valid JSON, or holds a value no property can have.
+MemoryPropertyBag load(const QString& path);
+QByteArray toJson(const MemoryPropertyBag& bag);
+void save(const QString& path, const MemoryPropertyBag& bag);
+
+} // namespace HostDocument

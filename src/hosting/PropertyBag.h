@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+
+// The host document's property store. Values are booleans, integers, texts or byte arrays; an
+// invalid QVariant is the empty value. A value equal to its default is not stored.
+class PropertyBag {
+public:
+    virtual ~PropertyBag() = default;
+
+    // The stored value, or the default when the key is absent. A stored value whose type does not
+    // fit the default's type raises an error naming the store and the key; an invalid default
+    // accepts any stored value.
+    virtual QVariant read(const QString& name, const QVariant& defaultValue) = 0;
+    virtual void write(const QString& name, const QVariant& value, const QVariant& defaultValue) = 0;
+};
+
+// Whether two property values are equal as stored values (integers compare by value whatever their
+// width; an empty byte array equals the empty value).
+bool PropertyValuesEqual(const QVariant& a, const QVariant& b);
