@@ -26,10 +26,10 @@ thread_local CDebug* t_diagnostics = nullptr;
 int openLogFile(const QString& path, int extraFlags) {
     const QByteArray native = QFile::encodeName(path);
     const int fd = ::open(native.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | extraFlags, 0600);
-    if (fd < 0)
-        return -1;
+    if (fd < 0) return -1;
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid() || info.st_nlink != 1) {
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid() ||
+        info.st_nlink != 1) {
         ::close(fd);
         return -1;
     }
@@ -40,8 +40,7 @@ void writeAll(int fd, const QByteArray& bytes) {
     qsizetype done = 0;
     while (done < bytes.size()) {
         const ssize_t n = ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
-        if (n <= 0)
-            return;
+        if (n <= 0) return;
         done += n;
     }
 }
@@ -52,13 +51,10 @@ CDebug::CDebug(QObject* parent) : QObject(parent) {}
 
 QString CDebug::LogFilePath() {
     QString directory = qEnvironmentVariable("TMPDIR");
-    if (directory.isEmpty())
-        directory = QStringLiteral("/tmp");
+    if (directory.isEmpty()) directory = QStringLiteral("/tmp");
     directory = QDir::cleanPath(directory);
-    if (!directory.endsWith(u'/'))
-        directory += u'/';
-    if (QFile::encodeName(directory).size() > kTempPathBuffer - 1)
-        directory.clear();
+    if (!directory.endsWith(u'/')) directory += u'/';
+    if (QFile::encodeName(directory).size() > kTempPathBuffer - 1) directory.clear();
     return directory + kLogFileName;
 }
 
@@ -66,17 +62,13 @@ QString CDebug::FormatReport(qint32 number, const QString& description, const QS
                              const QString& procedureName, const QString& location, const QDateTime& at) {
     QString text = QStringLiteral("Error Code: ") + QString::number(number) + QStringLiteral(" 0x") +
                    QString::number(static_cast<quint32>(number), 16).toUpper() + kLineEnd;
-    if (!description.isEmpty())
-        text += description + kLineEnd;
+    if (!description.isEmpty()) text += description + kLineEnd;
     const QLocale locale = QLocale::system();
     text += QStringLiteral("At: ") + locale.toString(at.time(), QLocale::ShortFormat) + u' ' +
             locale.toString(at.date(), QLocale::ShortFormat) + kLineEnd;
-    if (!className.isEmpty())
-        text += QStringLiteral("File: ") + className + kLineEnd;
-    if (!procedureName.isEmpty())
-        text += QStringLiteral("Function: ") + procedureName + kLineEnd;
-    if (!location.isEmpty())
-        text += QStringLiteral("Location: ") + location + kLineEnd;
+    if (!className.isEmpty()) text += QStringLiteral("File: ") + className + kLineEnd;
+    if (!procedureName.isEmpty()) text += QStringLiteral("Function: ") + procedureName + kLineEnd;
+    if (!location.isEmpty()) text += QStringLiteral("Location: ") + location + kLineEnd;
     return text + kLineEnd;
 }
 
@@ -85,20 +77,17 @@ QString CDebug::FormatTrace(const QString& message, const QString& className, co
     QString text = message.isEmpty() ? QStringLiteral("Trace:") : QStringLiteral("Trace: ") + message;
     if (!className.isEmpty() || !procedureName.isEmpty() || !location.isEmpty()) {
         text += QStringLiteral(" -- At: ");
-        if (!className.isEmpty())
-            text += QStringLiteral("File: ") + className + QStringLiteral("; ");
+        if (!className.isEmpty()) text += QStringLiteral("File: ") + className + QStringLiteral("; ");
         if (!procedureName.isEmpty())
             text += QStringLiteral("Function: ") + procedureName + QStringLiteral("; ");
-        if (!location.isEmpty())
-            text += QStringLiteral("Location: ") + location;
+        if (!location.isEmpty()) text += QStringLiteral("Location: ") + location;
     }
     return text + kLineEnd;
 }
 
 void CDebug::Assert(bool condition, const QString& conditionText, const QString& className,
                     const QString& procedureName, const QString& location) {
-    if (condition || !anyOutput())
-        return;
+    if (condition || !anyOutput()) return;
     const QString description = QStringLiteral("Assertion: ") + conditionText;
     deliver(FormatReport(static_cast<qint32>(0x80040033u), description, className, procedureName, location,
                          QDateTime::currentDateTime()));
@@ -106,41 +95,36 @@ void CDebug::Assert(bool condition, const QString& conditionText, const QString&
 
 void CDebug::ReportError(qint32 number, const QString& description, const QString& className,
                          const QString& procedureName, const QString& location) {
-    if (!anyOutput())
-        return;
-    deliver(FormatReport(number, description, className, procedureName, location, QDateTime::currentDateTime()));
+    if (!anyOutput()) return;
+    deliver(
+        FormatReport(number, description, className, procedureName, location, QDateTime::currentDateTime()));
 }
 
 void CDebug::Trace(const QString& message, const QString& className, const QString& procedureName,
                    const QString& location) {
-    if (!m_messageLog)
-        return;
+    if (!m_messageLog) return;
     appendToLog(FormatTrace(message, className, procedureName, location));
 }
 
 void CDebug::deliver(const QString& report) {
-    if (m_event)
-        emit SupportMessage(report);
-    if (m_messageLog)
-        appendToLog(report);
+    if (m_event) emit SupportMessage(report);
+    if (m_messageLog) appendToLog(report);
     if (m_messageBox)
         ShowMessageBox({report, kMessageBoxTitle, kMessageBoxInformation | kMessageBoxSetForeground, {}, 0});
 }
 
 qint32 CDebug::DebugMode() const {
-    return (m_messageBox ? MessageBoxBit : 0) | (m_messageLog ? MessageLogBit : 0) | (m_event ? EventBit : 0) |
-           (m_assert ? AssertBit : 0);
+    return (m_messageBox ? MessageBoxBit : 0) | (m_messageLog ? MessageLogBit : 0) |
+           (m_event ? EventBit : 0) | (m_assert ? AssertBit : 0);
 }
 
 void CDebug::SetDebugMode(qint32 mode) {
-    if (mode == DebugMode())
-        return;
+    if (mode == DebugMode()) return;
     m_messageBox = mode & MessageBoxBit;
     m_event = mode & EventBit;
     m_messageLog = mode & MessageLogBit;
     m_assert = mode & AssertBit;
-    if (m_messageLog)
-        startLogFile();
+    if (m_messageLog) startLogFile();
     emit PropertyChanged(QStringLiteral("DebugMode"));
 }
 
@@ -163,8 +147,7 @@ void CDebug::WriteProperties(PropertyBag& bag) const {
 void CDebug::startLogFile() {
     // Failures here are not reported: the diagnostics never report on themselves.
     const int fd = openLogFile(LogFilePath(), 0);
-    if (fd < 0)
-        return;
+    if (fd < 0) return;
     if (::ftruncate(fd, 0) != 0) {
         // Nothing to do: the log simply keeps its earlier content.
     }
@@ -173,12 +156,15 @@ void CDebug::startLogFile() {
 
 void CDebug::appendToLog(const QString& text) {
     const int fd = openLogFile(LogFilePath(), O_APPEND);
-    if (fd < 0)
-        return;
+    if (fd < 0) return;
     writeAll(fd, (text + kLineEnd).toUtf8());
     ::close(fd);
 }
 
-CDebug* ComponentDiagnostics() { return t_diagnostics; }
+CDebug* ComponentDiagnostics() {
+    return t_diagnostics;
+}
 
-void SetComponentDiagnostics(CDebug* debug) { t_diagnostics = debug; }
+void SetComponentDiagnostics(CDebug* debug) {
+    t_diagnostics = debug;
+}

@@ -2,8 +2,7 @@
 
 // The public enumerations of the control; their names and values are part of what hosts see.
 // CEnums holds them and has no members of its own.
-struct CEnums {
-};
+struct CEnums {};
 
 enum Tavrel_CountryCode {
     Tavrel_Language_English = 1,

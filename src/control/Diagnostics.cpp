@@ -8,8 +8,7 @@ void ReportAssertion(bool condition, const QString& conditionText, const QString
 
 void ReportTrace(const QString& message, const QString& className, const QString& procedureName,
                  const QString& location) {
-    if (CDebug* debug = ComponentDiagnostics())
-        debug->Trace(message, className, procedureName, location);
+    if (CDebug* debug = ComponentDiagnostics()) debug->Trace(message, className, procedureName, location);
 }
 
 void ReportFailure(const TavrelError& error, const QString& className, const QString& procedureName) {
@@ -19,8 +18,7 @@ void ReportFailure(const TavrelError& error, const QString& className, const QSt
 
 void RequireValid(bool condition, const QString& conditionText, const QString& className,
                   const QString& procedureName, const QString& location) {
-    if (condition)
-        return;
+    if (condition) return;
     ReportAssertion(false, conditionText, className, procedureName, location);
     throw InvalidPropertyValueError();
 }

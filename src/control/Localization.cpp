@@ -1,5 +1,7 @@
 #include "control/Localization.h"
 
+#include "control/Languages.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -16,16 +18,6 @@
 #endif
 
 namespace {
-
-struct LanguageFile {
-    const char* name;
-    int offset;
-};
-
-// Each table file holds base ids; its language's offset turns them into the ids of the block.
-constexpr LanguageFile kLanguageFiles[] = {
-    {"en", 0}, {"fr", 1000}, {"es", 2000}, {"it", 3000}, {"de", 4000}, {"ja", 5000}, {"ko", 6000}, {"zh-TW", 7000},
-};
 
 QString unescape(const QString& text) {
     QString out;
@@ -49,24 +41,20 @@ QString unescape(const QString& text) {
     return out;
 }
 
-void loadTable(QHash<int, QString>& table, const LanguageFile& language) {
-    QFile file(QStringLiteral(":/tavrel/strings/%1.tsv").arg(QLatin1String(language.name)));
-    if (!file.open(QIODevice::ReadOnly))
-        return;
+void loadTable(QHash<int, QString>& table, const LanguageInfo& language) {
+    // Each table file holds base ids; its language's offset turns them into the ids of the block.
+    QFile file(QStringLiteral(":/tavrel/strings/%1.tsv").arg(language.tag));
+    if (!file.open(QIODevice::ReadOnly)) return;
     const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
     for (const QString& rawLine : lines) {
         QString line = rawLine;
-        if (line.endsWith(u'\r'))
-            line.chop(1);
-        if (line.isEmpty() || line.startsWith(u'#'))
-            continue;
+        if (line.endsWith(u'\r')) line.chop(1);
+        if (line.isEmpty() || line.startsWith(u'#')) continue;
         const qsizetype tab = line.indexOf(u'\t');
-        if (tab <= 0)
-            continue;
+        if (tab <= 0) continue;
         bool ok = false;
         const int baseId = line.left(tab).toInt(&ok);
-        if (!ok)
-            continue;
+        if (!ok) continue;
         // The fixed help file names (ids below 100) have no translations.
         const int id = baseId < 100 ? baseId : baseId + language.offset;
         table.insert(id, unescape(line.mid(tab + 1)));
@@ -76,7 +64,7 @@ void loadTable(QHash<int, QString>& table, const LanguageFile& language) {
 const QHash<int, QString>& stringTable() {
     static const QHash<int, QString> table = [] {
         QHash<int, QString> t;
-        for (const LanguageFile& language : kLanguageFiles)
+        for (const LanguageInfo& language : Languages())
             loadTable(t, language);
         return t;
     }();
@@ -90,42 +78,47 @@ QString g_componentFolder;
 
 bool replaceFile(const QString& source, const QString& target) {
     QFile in(source);
-    if (!in.open(QIODevice::ReadOnly))
-        return false;
+    if (!in.open(QIODevice::ReadOnly)) return false;
     QSaveFile out(target);
-    if (!out.open(QIODevice::WriteOnly))
-        return false;
-    if (out.write(in.readAll()) < 0)
-        return false;
+    if (!out.open(QIODevice::WriteOnly)) return false;
+    if (out.write(in.readAll()) < 0) return false;
     return out.commit();
 }
 
 } // namespace
 
-QString LoadResString(int id) { return stringTable().value(id); }
+QString LoadResString(int id) {
+    return stringTable().value(id);
+}
 
-bool HasResString(int id) { return stringTable().contains(id); }
+bool HasResString(int id) {
+    return stringTable().contains(id);
+}
 
 QList<int> ResStringIds(int first, int last) {
     QList<int> ids;
     for (auto it = stringTable().cbegin(); it != stringTable().cend(); ++it)
-        if (it.key() >= first && it.key() <= last)
-            ids.append(it.key());
+        if (it.key() >= first && it.key() <= last) ids.append(it.key());
     std::sort(ids.begin(), ids.end());
     return ids;
 }
 
-int StringOffset() { return t_stringOffset; }
+int StringOffset() {
+    return t_stringOffset;
+}
 
-void SetStringOffset(int offset) { t_stringOffset = offset; }
+void SetStringOffset(int offset) {
+    t_stringOffset = offset;
+}
 
-QString Localized(int baseId) { return LoadResString(baseId + t_stringOffset); }
+QString Localized(int baseId) {
+    return LoadResString(baseId + t_stringOffset);
+}
 
 bool IsDoubleByteCodePage() {
     // Ask the environment's character type without touching the host's own locale.
     locale_t environmentLocale = newlocale(LC_CTYPE_MASK, "", static_cast<locale_t>(nullptr));
-    if (environmentLocale == static_cast<locale_t>(nullptr))
-        return false;
+    if (environmentLocale == static_cast<locale_t>(nullptr)) return false;
     const locale_t previous = uselocale(environmentLocale);
     const size_t largest = MB_CUR_MAX;
     uselocale(previous);
@@ -136,17 +129,14 @@ bool IsDoubleByteCodePage() {
 QString ComponentFolder() {
     {
         std::lock_guard lock(g_folderMutex);
-        if (!g_componentFolder.isEmpty())
-            return g_componentFolder;
+        if (!g_componentFolder.isEmpty()) return g_componentFolder;
     }
     const QString fromEnvironment = qEnvironmentVariable("TAVREL_DATA_DIR");
-    if (!fromEnvironment.isEmpty())
-        return fromEnvironment;
+    if (!fromEnvironment.isEmpty()) return fromEnvironment;
     if (QCoreApplication::instance()) {
         const QString besideBinaries =
             QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../share/tavrel"));
-        if (QFileInfo(besideBinaries).isDir())
-            return QDir::cleanPath(besideBinaries);
+        if (QFileInfo(besideBinaries).isDir()) return QDir::cleanPath(besideBinaries);
     }
     return QStringLiteral(TAVREL_DEFAULT_DATA_DIR);
 }

@@ -23,6 +23,6 @@ TavrelError InvalidPropertyValueError(int descriptionBaseId, qint32 helpContext)
 }
 
 TavrelError SubscriptOutOfRangeError() {
-    return TavrelError(ErrorNumber::SubscriptOutOfRange, Localized(104), QStringLiteral("Subscript out of range"),
-                       kComponentHelpFile);
+    return TavrelError(ErrorNumber::SubscriptOutOfRange, Localized(104),
+                       QStringLiteral("Subscript out of range"), kComponentHelpFile);
 }

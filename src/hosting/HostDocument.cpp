@@ -39,9 +39,9 @@ QVariant fromJson(const QString& path, const QString& key, const QJsonValue& val
         const QJsonObject object = value.toObject();
         if (object.size() == 1 && object.value(QStringLiteral("base64")).isString()) {
             const QByteArray text = object.value(QStringLiteral("base64")).toString().toLatin1();
-            const auto decoded = QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
-            if (decoded)
-                return *decoded;
+            const auto decoded =
+                QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
+            if (decoded) return *decoded;
             refuse(path, QStringLiteral("the value of \"%1\" is not valid base64.").arg(key));
         }
         break;
@@ -63,8 +63,7 @@ QJsonValue toJsonValue(const QVariant& value) {
     case QMetaType::QByteArray:
         return QJsonObject{{QStringLiteral("base64"), QString::fromLatin1(value.toByteArray().toBase64())}};
     default:
-        if (!value.isValid())
-            return QJsonObject{{QStringLiteral("base64"), QString()}};
+        if (!value.isValid()) return QJsonObject{{QStringLiteral("base64"), QString()}};
         return static_cast<double>(value.toLongLong());
     }
 }
@@ -89,9 +88,10 @@ MemoryPropertyBag load(const QString& path) {
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(content, &error);
     if (error.error != QJsonParseError::NoError)
-        refuse(path, QStringLiteral("is not valid JSON (%1 at offset %2).").arg(error.errorString()).arg(error.offset));
-    if (!document.isObject())
-        refuse(path, QStringLiteral("is not a JSON object of properties."));
+        refuse(path, QStringLiteral("is not valid JSON (%1 at offset %2).")
+                         .arg(error.errorString())
+                         .arg(error.offset));
+    if (!document.isObject()) refuse(path, QStringLiteral("is not a JSON object of properties."));
     MemoryPropertyBag bag(path);
     const QJsonObject object = document.object();
     for (auto it = object.begin(); it != object.end(); ++it)

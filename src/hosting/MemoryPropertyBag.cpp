@@ -8,8 +8,7 @@ namespace {
 enum class Kind { Empty, Boolean, Integer, Text, Bytes, Other };
 
 Kind kindOf(const QVariant& v) {
-    if (!v.isValid())
-        return Kind::Empty;
+    if (!v.isValid()) return Kind::Empty;
     switch (v.metaType().id()) {
     case QMetaType::Bool:
         return Kind::Boolean;
@@ -56,10 +55,8 @@ bool PropertyValuesEqual(const QVariant& a, const QVariant& b) {
     const Kind kb = kindOf(b);
     if ((ka == Kind::Empty || ka == Kind::Bytes) && (kb == Kind::Empty || kb == Kind::Bytes))
         return a.toByteArray() == b.toByteArray() && (ka == kb || a.toByteArray().isEmpty());
-    if (ka != kb)
-        return false;
-    if (ka == Kind::Integer)
-        return a.toLongLong() == b.toLongLong();
+    if (ka != kb) return false;
+    if (ka == Kind::Integer) return a.toLongLong() == b.toLongLong();
     return a == b;
 }
 
@@ -67,20 +64,17 @@ MemoryPropertyBag::MemoryPropertyBag(QString origin) : m_origin(std::move(origin
 
 qsizetype MemoryPropertyBag::indexOf(const QString& name) const {
     for (qsizetype i = 0; i < m_entries.size(); ++i)
-        if (m_entries[i].first == name)
-            return i;
+        if (m_entries[i].first == name) return i;
     return -1;
 }
 
 QVariant MemoryPropertyBag::read(const QString& name, const QVariant& defaultValue) {
     const qsizetype i = indexOf(name);
-    if (i < 0)
-        return defaultValue;
+    if (i < 0) return defaultValue;
     const QVariant& stored = m_entries[i].second;
     const Kind expected = kindOf(defaultValue);
     const Kind found = kindOf(stored);
-    if (expected == Kind::Empty || expected == found)
-        return stored;
+    if (expected == Kind::Empty || expected == found) return stored;
     throw TavrelError(ErrorNumber::InvalidPropertyValue, Localized(104),
                       QStringLiteral("%1: the value of \"%2\" is %3 where %4 is expected.")
                           .arg(m_origin, name, kindName(found), kindName(expected)),
@@ -90,8 +84,7 @@ QVariant MemoryPropertyBag::read(const QString& name, const QVariant& defaultVal
 void MemoryPropertyBag::write(const QString& name, const QVariant& value, const QVariant& defaultValue) {
     const qsizetype i = indexOf(name);
     if (PropertyValuesEqual(value, defaultValue)) {
-        if (i >= 0)
-            m_entries.removeAt(i);
+        if (i >= 0) m_entries.removeAt(i);
         return;
     }
     if (i >= 0)
@@ -100,7 +93,9 @@ void MemoryPropertyBag::write(const QString& name, const QVariant& value, const 
         m_entries.append({name, value});
 }
 
-bool MemoryPropertyBag::contains(const QString& name) const { return indexOf(name) >= 0; }
+bool MemoryPropertyBag::contains(const QString& name) const {
+    return indexOf(name) >= 0;
+}
 
 QVariant MemoryPropertyBag::value(const QString& name) const {
     const qsizetype i = indexOf(name);

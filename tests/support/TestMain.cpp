@@ -1,8 +1,13 @@
 #include <QCoreApplication>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 // Tests run inside a Qt application object so that timers, sockets and resources work headless.
+// Each test process gets a temporary directory of its own, so that the diagnostics' log files of
+// tests running side by side never meet.
 int main(int argc, char** argv) {
+    QTemporaryDir temporary;
+    if (temporary.isValid()) qputenv("TMPDIR", QFile::encodeName(temporary.path()));
     QCoreApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

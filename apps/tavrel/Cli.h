@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <stdexcept>
+
+// What every command of the tool gets: the global options and the means to answer.
+struct CliContext {
+    bool json = false;
+    QString documentPath; // --doc FILE
+    QStringList args;     // the command's own arguments, after its name(s)
+
+    void print(const QString& text) const;      // a line of human-readable output on stdout
+    void printJson(const QJsonObject& o) const; // the machine-readable answer on stdout
+    void printError(const QString& text) const; // a line on stderr
+};
+
+// A mistake in how the tool was called: exit status 2.
+struct UsageError : std::runtime_error {
+    explicit UsageError(const QString& message) : std::runtime_error(message.toStdString()) {}
+};
+
+// A failure that is not the component's own error (a file that exists, say): exit status 1.
+struct CliFailure : std::runtime_error {
+    explicit CliFailure(const QString& message) : std::runtime_error(message.toStdString()) {}
+};
+
+using CommandHandler = std::function<int(CliContext&)>;
+
+struct Command {
+    QString name;  // "address normalize"
+    QString usage; // "ADDRESS [--dtr-only]"
+    QString summary;
+    CommandHandler run;
+};
+
+// Each command group registers its commands here.
+QList<Command> AddressCommands();
+QList<Command> DocCommands();
+QList<Command> StringsCommands();
+
+// Takes "--name" out of args; true when it was there.
+bool TakeFlag(QStringList& args, const QString& name);
+// Takes "--name VALUE" or "--name=VALUE" out of args; empty when absent.
+QString TakeOption(QStringList& args, const QString& name);
+// The remaining args must be exactly `count` positional arguments.
+void ExpectPositional(const QStringList& args, qsizetype count, const QString& usage);

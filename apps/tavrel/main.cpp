@@ -1,0 +1,96 @@
+// tavrel: the command-line tool of Tavrel Scope Control.
+#include "Cli.h"
+
+#include "control/TavrelError.h"
+
+#include <QCoreApplication>
+#include <QJsonObject>
+
+namespace {
+
+QList<Command> allCommands() {
+    QList<Command> commands;
+    commands += AddressCommands();
+    commands += DocCommands();
+    commands += StringsCommands();
+    return commands;
+}
+
+void printUsage(const QList<Command>& commands) {
+    QString text = QStringLiteral("usage: tavrel [--json] [--doc FILE] COMMAND [ARGS]\n\ncommands:\n");
+    for (const Command& c : commands)
+        text += QStringLiteral("  %1 %2\n      %3\n").arg(c.name, c.usage, c.summary);
+    std::fputs(text.toUtf8().constData(), stderr);
+}
+
+// The longest command name that the arguments begin with ("doc set" before "doc").
+const Command* findCommand(const QList<Command>& commands, QStringList& args) {
+    const Command* best = nullptr;
+    qsizetype bestWords = 0;
+    for (const Command& c : commands) {
+        const QStringList words = c.name.split(u' ');
+        if (words.size() > args.size() || words.size() <= bestWords) continue;
+        if (std::equal(words.begin(), words.end(), args.begin())) {
+            best = &c;
+            bestWords = words.size();
+        }
+    }
+    args.remove(0, bestWords);
+    return best;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrel"));
+    const QList<Command> commands = allCommands();
+
+    CliContext context;
+    QStringList args = app.arguments().mid(1);
+    try {
+        // Global options come before the command.
+        while (!args.isEmpty() && args.first().startsWith(QStringLiteral("--"))) {
+            const QString option = args.takeFirst();
+            if (option == QStringLiteral("--json")) {
+                context.json = true;
+            } else if (option == QStringLiteral("--doc")) {
+                if (args.isEmpty()) throw UsageError(QStringLiteral("--doc needs a file"));
+                context.documentPath = args.takeFirst();
+            } else if (option.startsWith(QStringLiteral("--doc="))) {
+                context.documentPath = option.mid(6);
+            } else if (option == QStringLiteral("--help")) {
+                printUsage(commands);
+                return 0;
+            } else {
+                throw UsageError(QStringLiteral("unknown global option %1").arg(option));
+            }
+        }
+        const Command* command = findCommand(commands, args);
+        if (!command) {
+            printUsage(commands);
+            return 2;
+        }
+        context.args = args;
+        return command->run(context);
+    } catch (const UsageError& e) {
+        context.printError(QStringLiteral("tavrel: %1").arg(QString::fromStdString(e.what())));
+        return 2;
+    } catch (const TavrelError& e) {
+        if (context.json) {
+            context.printJson(
+                {{QStringLiteral("error"), QJsonObject{{QStringLiteral("number"), e.hexNumber()},
+                                                       {QStringLiteral("source"), e.source()},
+                                                       {QStringLiteral("description"), e.description()}}}});
+        }
+        context.printError(
+            QStringLiteral("tavrel: error %1 (%2): %3").arg(e.hexNumber(), e.source(), e.description()));
+        return 1;
+    } catch (const std::exception& e) {
+        if (context.json)
+            context.printJson({{QStringLiteral("error"), QJsonObject{{QStringLiteral("description"),
+                                                                      QString::fromStdString(e.what())}}}});
+        context.printError(QStringLiteral("tavrel: %1").arg(QString::fromStdString(e.what())));
+        return 1;
+    }
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+class TavrelScope;
+
+// A control kept in a host document file: read-properties from it, write-properties into it.
+namespace ControlDocument {
+
+// Reads the control's saved state; raises the document's or the control's error.
+void Load(TavrelScope& control, const QString& path);
+// Writes the control's whole state as a new document, replacing the file atomically.
+void Save(TavrelScope& control, const QString& path);
+
+} // namespace ControlDocument

@@ -1,0 +1,206 @@
+#include "control/TavrelScope.h"
+
+#include "control/CDebug.h"
+#include "control/Diagnostics.h"
+#include "control/Languages.h"
+#include "control/Localization.h"
+#include "control/PropertyPagesSeam.h"
+#include "hosting/PropertyBag.h"
+
+namespace {
+
+const char* const kClass = "TavrelScope";
+const QString kDefaultAddress = QStringLiteral("GPIB0::7::INSTR");
+const QString kDefaultFontName = QStringLiteral("MS Sans Serif");
+constexpr int kDefaultFontSize = 8;
+constexpr qint32 kHelpContextInvalidValue = 1004;
+// The runtime's own code for a failed file access, used when a help file cannot be copied.
+constexpr qint32 kFileAccessError = 75;
+
+const QStringList kAllPages = {QStringLiteral("TavrelPPSrchIO"), QStringLiteral("TavrelPPSrchCri"),
+                               QStringLiteral("TavrelPPSetIO"), QStringLiteral("TavrelPPSetup")};
+constexpr int kSetIOPagePosition = 2;
+constexpr int kSetupsPagePosition = 3;
+constexpr int kNoPreselectedPage = -1;
+
+} // namespace
+
+TavrelScope::TavrelScope(QObject* parent) : QObject(parent) {
+    m_strHelpFile = kComponentHelpFile;
+    // The diagnostics come first so that everything after can report; a new control logs to the
+    // file from its first moment, until saved modes replace that.
+    m_debug = std::make_unique<CDebug>();
+    connect(m_debug.get(), &CDebug::SupportMessage, this, &TavrelScope::SupportMessage);
+    SetComponentDiagnostics(m_debug.get());
+    m_debug->SetDebugMode(CDebug::MessageLogBit);
+    m_debug->Trace(QStringLiteral("UserControl_Initialize"), QString::fromLatin1(kClass),
+                   QStringLiteral("UserControl_Initialize"));
+    m_ioconfiguration = std::make_unique<CIOconfiguration>();
+    InitProperties();
+    m_vSearchCriteria = QVariant::fromValue<qint16>(0);
+    setFullPageList();
+}
+
+TavrelScope::~TavrelScope() {
+    if (ComponentDiagnostics() == m_debug.get()) SetComponentDiagnostics(nullptr);
+}
+
+void TavrelScope::InitProperties() {
+    Reported(kClass, "UserControl_InitProperties", [&] {
+        m_iFontSize = kDefaultFontSize;
+        m_strFontName = kDefaultFontName;
+        SetCountryCode(Tavrel_Language_English);
+        m_ioconfiguration->SetActiveAddressString(kDefaultAddress);
+        m_ioconfiguration->SetActiveAddressInstrumentID(QString());
+        m_bDebugEnabled = false;
+        m_bDontShowSetupIOConfigurationWarning = false;
+        m_strLastIOHandshakeAddress.clear();
+        m_bInitialSearchMode = false;
+        // A new control takes its font from the table without a language offset; with the English
+        // table that is size 9, although the stored default of FontSize stays 8.
+        m_iFontSize = LoadResString(103).toInt();
+        m_strFontName = LoadResString(102);
+    });
+}
+
+void TavrelScope::ReadProperties(PropertyBag& bag) {
+    Reported(kClass, "UserControl_ReadProperties", [&] {
+        m_debug->Trace(QStringLiteral("UserControl_ReadProperties"), QString::fromLatin1(kClass),
+                       QStringLiteral("UserControl_ReadProperties"));
+        SetCountryCode(bag.read(QStringLiteral("CountryCode"), Tavrel_Language_English).toInt());
+        m_ioconfiguration->SetActiveAddressString(
+            bag.read(QStringLiteral("Address"), kDefaultAddress).toString());
+        m_strFontName = bag.read(QStringLiteral("FontName"), kDefaultFontName).toString();
+        SetFontSize(bag.read(QStringLiteral("FontSize"), kDefaultFontSize).toInt());
+        m_bDebugEnabled = bag.read(QStringLiteral("DebugEnabled"), false).toBool();
+        m_bDontShowSetupIOConfigurationWarning =
+            bag.read(QStringLiteral("DontShowSetupIOConfigurationWarning"), false).toBool();
+        m_strLastIOHandshakeAddress =
+            bag.read(QStringLiteral("LastIOHandshakeAddress"), QString()).toString();
+        m_bInitialSearchMode = bag.read(QStringLiteral("InitialSearchMode"), false).toBool();
+        m_ioconfiguration->ReadProperties(bag);
+        m_debug->ReadProperties(bag);
+    });
+}
+
+void TavrelScope::WriteProperties(PropertyBag& bag) {
+    Reported(kClass, "UserControl_WriteProperties", [&] {
+        m_debug->Trace(QStringLiteral("UserControl_WriteProperties"), QString::fromLatin1(kClass),
+                       QStringLiteral("UserControl_WriteProperties"));
+        bag.write(QStringLiteral("CountryCode"), m_lCountryCode, Tavrel_Language_English);
+        bag.write(QStringLiteral("Address"), m_ioconfiguration->ActiveAddressString(), kDefaultAddress);
+        bag.write(QStringLiteral("FontName"), m_strFontName, kDefaultFontName);
+        bag.write(QStringLiteral("FontSize"), m_iFontSize, kDefaultFontSize);
+        bag.write(QStringLiteral("DebugEnabled"), m_bDebugEnabled, false);
+        bag.write(QStringLiteral("DontShowSetupIOConfigurationWarning"),
+                  m_bDontShowSetupIOConfigurationWarning, false);
+        bag.write(QStringLiteral("LastIOHandshakeAddress"), m_strLastIOHandshakeAddress, QString());
+        bag.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
+        m_ioconfiguration->WriteProperties(bag);
+        m_debug->WriteProperties(bag);
+    });
+}
+
+void TavrelScope::SetCountryCode(int countryCode) {
+    Reported(kClass, "Let CountryCode", [&] {
+        const LanguageInfo* language = FindLanguage(countryCode);
+        if (!language) {
+            ReportAssertion(false, QStringLiteral("False"), QString::fromLatin1(kClass),
+                            QStringLiteral("CountryCode"), QStringLiteral("Case Else"));
+            throw InvalidPropertyValueError(106, 0);
+        }
+        if (language->needsDoubleByte && !IsDoubleByteCodePage()) {
+            ReportAssertion(false, QStringLiteral("False"), QString::fromLatin1(kClass),
+                            QStringLiteral("CountryCode"), language->caseLabel);
+            throw InvalidPropertyValueError(107, kHelpContextInvalidValue);
+        }
+        m_lCountryCode = countryCode;
+        SetStringOffset(language->offset);
+        if (!InstallLanguageHelpFiles(language->offset))
+            m_debug->ReportError(kFileAccessError, Localized(108), QString::fromLatin1(kClass),
+                                 QStringLiteral("CountryCode"));
+        applyLanguageFonts();
+    });
+}
+
+void TavrelScope::applyLanguageFonts() {
+    m_strFontName = Localized(102);
+    m_iFontSize = Localized(103).toInt();
+}
+
+QString TavrelScope::Address() const {
+    return m_ioconfiguration->ActiveAddressString();
+}
+
+void TavrelScope::SetAddress(const QString& address) {
+    Reported(kClass, "Let Address", [&] { m_ioconfiguration->SetActiveAddressString(address); });
+}
+
+void TavrelScope::SetFontSize(int size) {
+    Reported(kClass, "Let FontSize", [&] {
+        RequireValid(size >= -32768 && size <= 32767,
+                     QStringLiteral("(iFontSize >= -32768 And iFontSize <= 32767)"),
+                     QString::fromLatin1(kClass), QStringLiteral("Let FontSize"));
+        m_iFontSize = size;
+    });
+}
+
+bool TavrelScope::DTROnly() const {
+    return m_ioconfiguration->DTROnly();
+}
+
+void TavrelScope::SetDTROnly(bool dtrOnly) {
+    Reported(kClass, "Let DTROnly", [&] { m_ioconfiguration->SetDTROnly(dtrOnly); });
+}
+
+qint32 TavrelScope::SupportMessageMode() const {
+    return m_debug->DebugMode();
+}
+
+void TavrelScope::SetSupportMessageMode(qint32 mode) {
+    m_debug->SetDebugMode(mode);
+}
+
+void TavrelScope::setFullPageList() {
+    for (int i = 0; i < 5; ++i)
+        m_astrPropertyPages[i] = i < kAllPages.size() ? kAllPages[i] : QString();
+}
+
+QStringList TavrelScope::PropertyPageList() const {
+    return QStringList(m_astrPropertyPages.begin(), m_astrPropertyPages.end());
+}
+
+void TavrelScope::ShowPropertyPages(int pages) {
+    Reported(kClass, "ShowPropertyPages", [&] {
+        const auto shown = [this] {
+            QStringList list;
+            for (const QString& page : m_astrPropertyPages)
+                if (!page.isEmpty()) list.append(page);
+            return list;
+        };
+        switch (pages) {
+        case Tavrel_ShowPropertyPage_Default:
+            setFullPageList();
+            ShowPropertyPagesThroughSeam(shown(), kNoPreselectedPage);
+            break;
+        case Tavrel_ShowPropertyPage_Search:
+            m_astrPropertyPages = {kAllPages[0], kAllPages[1], QString(), QString(), QString()};
+            ShowPropertyPagesThroughSeam(shown(), kNoPreselectedPage);
+            setFullPageList();
+            break;
+        case Tavrel_ShowPropertyPage_Setups:
+            setFullPageList();
+            ShowPropertyPagesThroughSeam(shown(), kSetupsPagePosition);
+            break;
+        case Tavrel_ShowPropertyPage_SetIO:
+            setFullPageList();
+            ShowPropertyPagesThroughSeam(shown(), kSetIOPagePosition);
+            break;
+        default:
+            ReportAssertion(false, QStringLiteral("False"), QString::fromLatin1(kClass),
+                            QStringLiteral("ShowPropertyPages"), QStringLiteral("Case Else"));
+            // This refusal has always carried the text of 107, not 106.
+            throw InvalidPropertyValueError(107, kHelpContextInvalidValue);
+        }
+    });
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "control/CEnums.h"
+#include "ioconfig/CIOconfiguration.h"
+
+#include <QObject>
+#include <QStringList>
+#include <QVariant>
+#include <array>
+#include <memory>
+
+class CDebug;
+class PropertyBag;
+
+// The embeddable control: owns the I/O configuration and the diagnostics object, restores and
+// saves its settings through the host's property store, selects the language of its texts and
+// shows its property pages.
+class TavrelScope : public QObject {
+    Q_OBJECT
+public:
+    explicit TavrelScope(QObject* parent = nullptr);
+    ~TavrelScope() override;
+
+    // The host's life-cycle calls after creation: defaults for a new control, or a saved one.
+    void InitProperties();
+    void ReadProperties(PropertyBag& bag);
+    void WriteProperties(PropertyBag& bag);
+
+    int CountryCode() const { return m_lCountryCode; }
+    void SetCountryCode(int countryCode);
+    QString Address() const;
+    void SetAddress(const QString& address);
+    QString AddressInstrumentID() const { return m_strAddressInstrumentID; }
+    void SetAddressInstrumentID(const QString& address) { m_strAddressInstrumentID = address; }
+    QString FontName() const { return m_strFontName; }
+    void SetFontName(const QString& name) { m_strFontName = name; }
+    int FontSize() const { return m_iFontSize; }
+    void SetFontSize(int size);
+    QVariant SearchCriteria() const { return m_vSearchCriteria; }
+    void SetSearchCriteria(const QVariant& criteria) { m_vSearchCriteria = criteria; }
+    bool DebugEnabled() const { return m_bDebugEnabled; }
+    void SetDebugEnabled(bool enabled) { m_bDebugEnabled = enabled; }
+    bool DontShowSetupIOConfigurationWarning() const { return m_bDontShowSetupIOConfigurationWarning; }
+    void SetDontShowSetupIOConfigurationWarning(bool dontShow) {
+        m_bDontShowSetupIOConfigurationWarning = dontShow;
+    }
+    QString LastIOHandshakeAddress() const { return m_strLastIOHandshakeAddress; }
+    void SetLastIOHandshakeAddress(const QString& address) { m_strLastIOHandshakeAddress = address; }
+    bool InitialSearchMode() const { return m_bInitialSearchMode; }
+    void SetInitialSearchMode(bool mode) { m_bInitialSearchMode = mode; }
+    bool DTROnly() const;
+    void SetDTROnly(bool dtrOnly);
+    qint32 SupportMessageMode() const;
+    void SetSupportMessageMode(qint32 mode);
+    QString HelpFile() const { return m_strHelpFile; }
+
+    void ShowPropertyPages(int pages = Tavrel_ShowPropertyPage_Default);
+    // The registered page list (five positions; unused ones hold the empty text).
+    QStringList PropertyPageList() const;
+
+    CIOconfiguration& IOConfigurationControl() { return *m_ioconfiguration; }
+    const CIOconfiguration& IOConfigurationControl() const { return *m_ioconfiguration; }
+    CDebug& Diagnostics() { return *m_debug; }
+
+signals:
+    void SupportMessage(const QString& message);
+
+private:
+    void applyLanguageFonts();
+    void setFullPageList();
+
+    QString m_strHelpFile;
+    int m_lCountryCode = Tavrel_Language_English;
+    QString m_strFontName;
+    int m_iFontSize = 8;
+    bool m_bDebugEnabled = false;
+    bool m_bDontShowSetupIOConfigurationWarning = false;
+    QString m_strLastIOHandshakeAddress;
+    bool m_bInitialSearchMode = false;
+    QVariant m_vSearchCriteria;
+    QString m_strAddressInstrumentID;
+    std::array<QString, 5> m_astrPropertyPages;
+
+    std::unique_ptr<CDebug> m_debug;
+    std::unique_ptr<CIOconfiguration> m_ioconfiguration;
+};
