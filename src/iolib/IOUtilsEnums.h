@@ -19,6 +19,22 @@ enum RS232Parity {
     RS232_Parity_Space = 5,
 };
 
-inline bool IsValidParity(int code) { return code >= RS232_Parity_None && code <= RS232_Parity_Space; }
+// End-of-line handling of serial writes. A serial line has no END signal, so by default a write that
+// does not already end in a line feed gets one, which completes a command written as "*IDN?" just as
+// END does on GPIB. None sends the bytes exactly as given (a bare "\r\n", binary data).
+enum RS232EndOut {
+    RS232_EndOut_None = 0,
+    RS232_EndOut_LineEnd = 1,
+};
+
+inline bool IsValidParity(int code) {
+    return code >= RS232_Parity_None && code <= RS232_Parity_Space;
+}
+inline bool IsValidHandShake(int code) {
+    return code >= RS232_HandShake_None && code <= RS232_HandShake_DTR_DSR;
+}
+inline bool IsValidEndOut(int code) {
+    return code == RS232_EndOut_None || code == RS232_EndOut_LineEnd;
+}
 
 } // namespace CorvaneIOUtilsLib

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+#include <stdexcept>
+
+namespace CorvaneIOUtilsLib {
+
+// Every failure of the I/O library: what went wrong, as a kind callers can act on, and a message
+// that names the resource and says what was expected.
+class IOError : public std::runtime_error {
+public:
+    enum Kind {
+        NotFound,    // the port, board or host is not there
+        Unsupported, // the address form, setting or request is not supported
+        Timeout,     // nothing arrived (or could be sent) within the timeout
+        Dropped,     // the connection went away
+        Truncated,   // a reply stopped before its announced or required end
+        Protocol,    // the reply does not have the expected form
+        Io,          // the operating system or driver reported a failure
+        BadAddress,  // the address string cannot be parsed
+    };
+
+    IOError(Kind kind, const QString& message);
+
+    Kind kind() const { return m_kind; }
+    QString message() const { return QString::fromUtf8(what()); }
+    static QString kindName(Kind kind);
+
+private:
+    Kind m_kind;
+};
+
+} // namespace CorvaneIOUtilsLib

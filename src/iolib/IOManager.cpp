@@ -1,0 +1,120 @@
+#include "iolib/IOManager.h"
+
+#include "iolib/IOBackend.h"
+#include "iolib/IOError.h"
+#include "iolib/backends/GpibBackend.h"
+#include "iolib/backends/LanBackend.h"
+#include "iolib/backends/SerialPortBackend.h"
+#include "iolib/backends/SimBackend.h"
+#include "sim/SimBench.h"
+
+#include <QRegularExpression>
+#include <stdexcept>
+
+namespace CorvaneIOUtilsLib {
+
+namespace {
+
+QString prefixOf(ResourceAddress::Kind kind) {
+    switch (kind) {
+    case ResourceAddress::Gpib:
+        return QStringLiteral("GPIB");
+    case ResourceAddress::Com:
+        return QStringLiteral("COM");
+    case ResourceAddress::TcpSocket:
+        return QStringLiteral("TCPIP");
+    }
+    return {};
+}
+
+// The patterns callers use are globs: '*' any text, '?' any one character.
+QRegularExpression globToRegex(const QString& pattern) {
+    QString regex = QStringLiteral("^");
+    for (QChar c : pattern) {
+        if (c == QLatin1Char('*'))
+            regex += QStringLiteral(".*");
+        else if (c == QLatin1Char('?'))
+            regex += QLatin1Char('.');
+        else
+            regex += QRegularExpression::escape(QString(c));
+    }
+    regex += QLatin1Char('$');
+    return QRegularExpression(regex, QRegularExpression::CaseInsensitiveOption);
+}
+
+} // namespace
+
+std::shared_ptr<IOManager> IOManager::create() {
+    const QString io = qEnvironmentVariable("TAVREL_IO").trimmed();
+    if (io.isEmpty()) return std::make_shared<IOManager>();
+    if (io == QStringLiteral("sim")) return std::make_shared<IOManager>(tavrelsim::SimBench::defaultBench());
+    if (io.startsWith(QStringLiteral("sim:"))) {
+        std::shared_ptr<tavrelsim::SimBench> bench;
+        try {
+            bench = tavrelsim::SimBench::fromFile(io.mid(4));
+        } catch (const std::exception& e) {
+            throw IOError(IOError::Io, QStringLiteral("TAVREL_IO: %1").arg(QString::fromUtf8(e.what())));
+        }
+        return std::make_shared<IOManager>(std::move(bench));
+    }
+    throw IOError(
+        IOError::Unsupported,
+        QStringLiteral("TAVREL_IO=\"%1\" is not understood: leave it unset, or use sim or sim:PATH").arg(io));
+}
+
+IOManager::IOManager() {
+    m_backends.push_back(std::make_unique<GpibBackend>(GpibLibrary::load()));
+    m_backends.push_back(std::make_unique<SerialPortBackend>(SerialPortBackend::devicesFromEnvironment()));
+    m_backends.push_back(std::make_unique<LanBackend>());
+}
+
+IOManager::IOManager(std::shared_ptr<tavrelsim::SimBench> bench) : m_simulated(true) {
+    m_backends.push_back(std::make_unique<SimBackend>(std::move(bench)));
+    m_backends.push_back(std::make_unique<LanBackend>());
+}
+
+IOManager::IOManager(std::vector<std::unique_ptr<IOBackend>> backends, bool simulated)
+    : m_backends(std::move(backends)), m_simulated(simulated) {}
+
+IOManager::~IOManager() = default;
+
+QStringList IOManager::FindRsrc(const QString& pattern) const {
+    const QString wanted = pattern.trimmed();
+    const bool wildcard = wanted.contains(QLatin1Char('*')) || wanted.contains(QLatin1Char('?'));
+    const qsizetype firstWildcard = [&] {
+        for (qsizetype i = 0; i < wanted.size(); ++i)
+            if (wanted[i] == QLatin1Char('*') || wanted[i] == QLatin1Char('?')) return i;
+        return wanted.size();
+    }();
+    const QString literal = wanted.left(firstWildcard).toUpper();
+    const QRegularExpression glob = globToRegex(wanted);
+
+    // A pattern without wildcards names a port ("GPIB0", "COM3") or an entry: the entries of that port.
+    auto matches = [&](const QString& entry) {
+        if (wildcard) return glob.match(entry).hasMatch();
+        return entry.compare(wanted, Qt::CaseInsensitive) == 0 ||
+               entry.startsWith(wanted + QStringLiteral("::"), Qt::CaseInsensitive);
+    };
+
+    QStringList found;
+    for (const auto& backend : m_backends) {
+        bool relevant = false;
+        for (ResourceAddress::Kind kind : backend->kinds())
+            relevant = relevant || IOBackend::couldMatch(literal, prefixOf(kind));
+        if (!relevant) continue;
+        for (const QString& entry : backend->list(literal))
+            if (matches(entry)) found << entry;
+    }
+    return found;
+}
+
+std::unique_ptr<IOSession> IOManager::Open(const QString& address) const {
+    const ResourceAddress parsed = ResourceAddress::parse(address);
+    for (const auto& backend : m_backends)
+        if (backend->kinds().contains(parsed.kind)) return backend->open(parsed);
+    throw IOError(
+        IOError::NotFound,
+        QStringLiteral("%1: there are no %2 ports here").arg(parsed.resourceName(), prefixOf(parsed.kind)));
+}
+
+} // namespace CorvaneIOUtilsLib

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "iolib/IOSession.h"
+
+#include <QStringList>
+#include <memory>
+#include <vector>
+
+namespace tavrelsim {
+class SimBench;
+}
+
+namespace CorvaneIOUtilsLib {
+
+class IOBackend;
+
+// Lists the instrument ports of this computer (or of a simulated bench) and opens sessions on
+// address strings. Listing and opening may run in several threads at once, for different ports.
+class IOManager {
+public:
+    // The backends the environment asks for: TAVREL_IO unset or empty for the computer's serial, GPIB
+    // and LAN ports; "sim" for the built-in simulated bench; "sim:PATH" for a bench file. Throws IOError
+    // when the bench file cannot be loaded or TAVREL_IO is not understood.
+    static std::shared_ptr<IOManager> create();
+
+    // The computer's ports: serial (TAVREL_COM_PORTS), GPIB (linux-gpib, TAVREL_GPIB_LIBRARY) and LAN.
+    IOManager();
+    // A simulated bench in place of the computer's serial and GPIB ports; LAN sockets stay real.
+    explicit IOManager(std::shared_ptr<tavrelsim::SimBench> bench);
+    // Any set of backends, tried in order.
+    IOManager(std::vector<std::unique_ptr<IOBackend>> backends, bool simulated);
+    ~IOManager();
+    IOManager(const IOManager&) = delete;
+    IOManager& operator=(const IOManager&) = delete;
+
+    // Resource strings matching a pattern: "GPIB*" (every listener on every board, "GPIB0::7::INSTR"),
+    // "COM*" (every COM port, "COM1"), a port ("GPIB0", "COM3": that port's entries), "?*" (all).
+    // '*' and '?' are wildcards; matching ignores case. GPIB entries come first, in bus order.
+    QStringList FindRsrc(const QString& pattern) const;
+
+    // Opens "GPIB<b>::<addr>::INSTR", "COM<n>[::Baud=..,Handshake=..,Parity=..,Size=..,Stop=..]" or
+    // "TCPIP<n>::<host>::<port>::SOCKET". Throws IOError: BadAddress, Unsupported (other address forms),
+    // NotFound (a port that is not there) or what the bus reports.
+    std::unique_ptr<IOSession> Open(const QString& address) const;
+
+    bool IsSimulated() const { return m_simulated; }
+
+private:
+    std::vector<std::unique_ptr<IOBackend>> m_backends;
+    bool m_simulated = false;
+};
+
+} // namespace CorvaneIOUtilsLib

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace CorvaneIOUtilsLib {
+
+// An open connection to one instrument, as callers see it whatever the bus. Opened by IOManager;
+// one session is used from one thread at a time. Failures are thrown as IOError.
+class IOSession {
+public:
+    static constexpr int kDefaultTimeoutMs = 2000;
+
+    virtual ~IOSession() = default;
+
+    // "GPIB", "ASRL" (serial) or "TCPIP".
+    virtual QString IOType() const = 0;
+    // The resource opened: "GPIB0::7::INSTR", "COM1", "TCPIP0::host::5025::SOCKET".
+    virtual QString ResourceName() const = 0;
+
+    // The longest wait for a reply (or for output to leave) with no progress, in milliseconds.
+    virtual int Timeout() const = 0;
+    virtual void SetTimeout(int ms) = 0;
+
+    // Device clear where the bus has one; pending input is discarded on every bus.
+    virtual void Clear() = 0;
+
+    // Text goes out as Latin-1, exactly as written; only a serial session's EndOut adds a line end.
+    virtual void WriteString(const QString& text) = 0;
+    virtual void WriteBytes(const QByteArray& bytes) = 0;
+
+    // Format "K": one reply line without its line end.
+    virtual QString ReadString(const QString& format = QStringLiteral("K")) = 0;
+    // Exactly count bytes.
+    virtual QByteArray ReadBytes(qsizetype count) = 0;
+    // An IEEE 488.2 definite-length block ("#3123...") or, on GPIB, an indefinite one ("#0...").
+    virtual QByteArray ReadIEEEBlock() = 0;
+
+    // Writes the command, with a line end if it has none, and reads one reply line.
+    virtual QString Query(const QString& command) = 0;
+
+    // Releases the bus; the session cannot be used afterwards. Closing twice is harmless.
+    virtual void Close() = 0;
+};
+
+} // namespace CorvaneIOUtilsLib

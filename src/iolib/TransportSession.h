@@ -1,0 +1,85 @@
+#pragma once
+
+#include "iolib/BufferedReader.h"
+#include "iolib/IOError.h"
+#include "iolib/IOSession.h"
+#include "iolib/RawTransport.h"
+
+#include <memory>
+
+namespace CorvaneIOUtilsLib {
+
+// The session calls every bus shares, implemented once over a RawTransport and the buffered reader.
+// Interface is IOSession or one of its extensions (SerialSession), which adds its own calls on top.
+template <typename Interface> class TransportSession : public Interface {
+public:
+    TransportSession(QString ioType, QString resource, std::unique_ptr<RawTransport> transport)
+        : m_ioType(std::move(ioType)), m_resource(std::move(resource)), m_transport(std::move(transport)),
+          m_reader(*m_transport, m_resource) {}
+    ~TransportSession() override { Close(); }
+
+    QString IOType() const override { return m_ioType; }
+    QString ResourceName() const override { return m_resource; }
+
+    int Timeout() const override { return m_timeoutMs; }
+    void SetTimeout(int ms) override {
+        if (ms < 0)
+            throw IOError(IOError::Unsupported, m_resource + QStringLiteral(": a timeout of %1 ms").arg(ms));
+        m_timeoutMs = ms;
+    }
+
+    void Clear() override {
+        m_reader.discard();
+        transport().clear(m_timeoutMs);
+    }
+
+    void WriteString(const QString& text) override { WriteBytes(text.toLatin1()); }
+    void WriteBytes(const QByteArray& bytes) override { send(bytes); }
+
+    QString ReadString(const QString& format) override {
+        if (format.compare(QStringLiteral("K"), Qt::CaseInsensitive) != 0)
+            throw IOError(
+                IOError::Unsupported,
+                m_resource + QStringLiteral(": read format \"%1\" is not supported (use \"K\")").arg(format));
+        transport();
+        return QString::fromLatin1(m_reader.readLine(m_timeoutMs));
+    }
+    QByteArray ReadBytes(qsizetype count) override {
+        transport();
+        return m_reader.readBytes(count, m_timeoutMs);
+    }
+    QByteArray ReadIEEEBlock() override {
+        transport();
+        return m_reader.readBlock(m_timeoutMs);
+    }
+
+    QString Query(const QString& command) override {
+        WriteString(command.endsWith(QLatin1Char('\n')) ? command : command + QLatin1Char('\n'));
+        return ReadString(QStringLiteral("K"));
+    }
+
+    void Close() override {
+        if (!m_open) return;
+        m_open = false;
+        m_transport->close();
+    }
+
+protected:
+    // Where the bytes of every write go; a serial session adds its end-of-line handling here.
+    virtual void send(const QByteArray& bytes) { transport().write(bytes, m_timeoutMs); }
+
+    RawTransport& transport() {
+        if (!m_open) throw IOError(IOError::Io, m_resource + QStringLiteral(": the session is closed"));
+        return *m_transport;
+    }
+
+private:
+    QString m_ioType;
+    QString m_resource;
+    std::unique_ptr<RawTransport> m_transport;
+    BufferedReader m_reader;
+    int m_timeoutMs = IOSession::kDefaultTimeoutMs;
+    bool m_open = true;
+};
+
+} // namespace CorvaneIOUtilsLib

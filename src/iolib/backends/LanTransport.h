@@ -1,0 +1,31 @@
+#pragma once
+
+#include "iolib/RawTransport.h"
+
+#include <QString>
+#include <memory>
+
+class QTcpSocket;
+
+namespace CorvaneIOUtilsLib {
+
+// A raw SCPI socket ("TCPIP0::host::5025::SOCKET") through QTcpSocket, driven by its waitFor calls
+// so that no event loop is needed. A socket has no END.
+class LanTransport : public RawTransport {
+public:
+    // Connects within connectTimeoutMs; throws IOError (NotFound when nothing accepts the connection).
+    LanTransport(const QString& host, quint16 port, QString resource, int connectTimeoutMs);
+    ~LanTransport() override;
+
+    void write(const QByteArray& bytes, int timeoutMs) override;
+    ReadChunk read(qsizetype maxBytes, int timeoutMs) override;
+    bool hasEnd() const override { return false; }
+    void clear(int timeoutMs) override;
+    void close() override;
+
+private:
+    std::unique_ptr<QTcpSocket> m_socket;
+    QString m_resource;
+};
+
+} // namespace CorvaneIOUtilsLib
