@@ -1,0 +1,179 @@
+#include "control/TavrelError.h"
+#include "hosting/MemoryPropertyBag.h"
+#include "ioconfig/CIOconfiguration.h"
+#include "iolib/IOUtilsEnums.h"
+#include "support/DiagnosticsCapture.h"
+
+#include <gtest/gtest.h>
+
+using namespace CorvaneIOUtilsLib;
+
+namespace {
+
+template <typename Call> qint32 errorOf(Call&& call) {
+    try {
+        call();
+    } catch (const TavrelError& error) {
+        return error.number();
+    }
+    return 0;
+}
+
+constexpr qint32 kInvalid = ErrorNumber::InvalidPropertyValue;
+using IO = CIOconfiguration;
+
+// A configuration that differs from a new one in every kind of field.
+IO changedConfiguration() {
+    IO io;
+    io.SetActiveAddressInstrumentID(QStringLiteral("TAVREL,TS7034,0,1.00"));
+    io.SetGPIBPortExists(2, true);
+    io.SetGPIBPortIncluded(1, false);
+    io.SetGPIBAddressIncluded(0, 0, false);
+    io.SetGPIBAddressIncluded(3, 30, false);
+    io.SetRS232PortExists(4, true);
+    io.SetRS232PortIncluded(3, false);
+    io.SetRS232BaudRate(2, 57600);
+    io.SetRS232Parity(2, RS232_Parity_Even);
+    io.SetRS232Handshake(2, RS232_HandShake_DTR_DSR);
+    io.SetRS232BaudRate(4, 1200);
+    return io;
+}
+
+// A new configuration's DataAsVariant with one COM port's entry replaced.
+QVariantList withSerialEntry(int portSlot, const QVariantList& entry) {
+    QVariantList data = IO().DataAsVariant().toList();
+    QVariantList config = data[5].toList();
+    config[portSlot] = entry;
+    data[5] = config;
+    return data;
+}
+
+} // namespace
+
+TEST(IOconfigurationPersistence, SearchCriteriaLayout) {
+    const QByteArray bytes = changedConfiguration().SearchCriteriaBytes();
+    ASSERT_EQ(bytes.size(), 164);
+    EXPECT_EQ(bytes.mid(0, 8), QByteArray::fromHex("0000010001000101")); // GPIB exists, included
+    for (int offset = 8; offset < 132; ++offset)
+        EXPECT_EQ(bytes[offset] != 0, offset != 8 && offset != 8 + 31 * 3 + 30) << offset;
+    EXPECT_EQ(bytes.mid(132, 8), QByteArray::fromHex("0000000101010001")); // COM exists, included
+    // Per COM port: baud rate least significant byte first, parity, handshake.
+    EXPECT_EQ(bytes.mid(140, 24), QByteArray::fromHex("802500000102"
+                                                      "00e100000304"
+                                                      "802500000102"
+                                                      "b00400000102"));
+}
+
+TEST(IOconfigurationPersistence, WriteThenReadReproducesEveryFlagAndSerialParameter) {
+    IO written = changedConfiguration();
+    written.SetDTROnly(true);
+    written.SetGPIBAddressExists(1, 5, true); // run-time knowledge: not stored
+    MemoryPropertyBag bag;
+    written.WriteProperties(bag);
+    EXPECT_EQ(bag.keys(), (QStringList{"ActiveAddressInstrumentID", "DTROnly", "SearchCriteria"}));
+
+    IO read;
+    read.ReadProperties(bag);
+    EXPECT_EQ(read.ActiveAddressInstrumentID(), written.ActiveAddressInstrumentID());
+    EXPECT_TRUE(read.DTROnly());
+    EXPECT_EQ(read.DataAsVariant(), written.DataAsVariant());
+    EXPECT_FALSE(read.GPIBAddressExists(1, 5));
+
+    MemoryPropertyBag defaults;
+    IO().WriteProperties(defaults);
+    EXPECT_EQ(defaults.keys(), QStringList{"SearchCriteria"});
+}
+
+TEST(IOconfigurationPersistence, StoreWithoutSearchCriteriaKeepsTheFieldsAndForcesNoHandshake) {
+    MemoryPropertyBag bag;
+    bag.set(QStringLiteral("DTROnly"), true);
+    IO io = changedConfiguration();
+    const QVariant before = io.DataAsVariant();
+    io.ReadProperties(bag);
+    EXPECT_TRUE(io.DTROnly());
+    EXPECT_TRUE(io.ActiveAddressInstrumentID().isEmpty());
+    EXPECT_EQ(io.DataAsVariant(), before);
+    EXPECT_EQ(io.RS232Handshake(1), RS232_HandShake_XON_XOFF);
+}
+
+TEST(IOconfigurationPersistence, WrongLengthIsRefusedAfterIDAndDTROnlyAreTaken) {
+    for (int size : {163, 165}) {
+        DiagnosticsCapture capture;
+        MemoryPropertyBag bag;
+        bag.set(QStringLiteral("ActiveAddressInstrumentID"), QStringLiteral("ID"));
+        bag.set(QStringLiteral("DTROnly"), true);
+        bag.set(QStringLiteral("SearchCriteria"), QByteArray(size, '\1'));
+        IO io;
+        EXPECT_EQ(errorOf([&] { io.ReadProperties(bag); }), kInvalid);
+        EXPECT_EQ(io.ActiveAddressInstrumentID(), QStringLiteral("ID"));
+        EXPECT_TRUE(io.DTROnly());
+        EXPECT_FALSE(io.GPIBPortExists(0));
+        EXPECT_TRUE(capture.hasReportWith(
+            {"Assertion: ((UBound(abyte) - LBound(abyte) + 1) = iSize)", "Function: ReadProperties"}));
+    }
+}
+
+TEST(IOconfigurationPersistence, ReaderTakesAnyNonZeroByteAsTrueAndRefusesOversizedRates) {
+    QByteArray bytes = IO().SearchCriteriaBytes();
+    bytes[0] = char(0xFF);
+    bytes.replace(140, 4, QByteArray::fromHex("00c20100")); // COM1 at 115200
+    bytes.replace(152, 4, QByteArray::fromHex("ffffffff")); // COM3: beyond 32 bits
+    MemoryPropertyBag bag;
+    bag.set(QStringLiteral("SearchCriteria"), bytes);
+    IO io;
+    EXPECT_EQ(errorOf([&] { io.ReadProperties(bag); }), kInvalid);
+    EXPECT_TRUE(io.GPIBPortExists(0));
+    EXPECT_EQ(io.RS232BaudRate(1), 115200);
+}
+
+TEST(IOconfigurationPersistence, DataAsVariantRoundTrip) {
+    const IO source = changedConfiguration();
+    const QVariantList data = source.DataAsVariant().toList();
+    ASSERT_EQ(data.size(), 6);
+    EXPECT_EQ(data[2].toList().size(), 4 * 31);
+    EXPECT_EQ(data[5].toList()[1].toList(),
+              (QVariantList{57600, RS232_Parity_Even, RS232_HandShake_DTR_DSR}));
+    IO target;
+    target.SetDataAsVariant(data);
+    EXPECT_EQ(target.SearchCriteriaBytes(), source.SearchCriteriaBytes());
+}
+
+TEST(IOconfigurationPersistence, DataAsVariantRefusesBadShapesAndSerialValues) {
+    const QVariantList good = IO().DataAsVariant().toList();
+    QVariantList fiveElements = good.mid(0, 5);
+    QVariantList threeGPIBPorts = good;
+    threeGPIBPorts[0] = good[0].toList().mid(0, 3);
+    const struct {
+        QVariant data;
+        const char* location; // of the assertion, when a serial value is refused
+    } cases[] = {
+        {withSerialEntry(0, {4800, 1, 2}), "Select Case Baud Rate"},
+        {withSerialEntry(1, {9600, 0, 2}), "Select Case Parity"},
+        {withSerialEntry(2, {9600, 6, 2}), "Select Case Parity"},
+        {withSerialEntry(3, {9600, 1, RS232_HandShake_RTS_CTS}), "Select Case Handshake"},
+        {withSerialEntry(0, {QStringLiteral("fast"), 1, 2}), nullptr},
+        {withSerialEntry(0, {9600, 1}), nullptr},
+        {QVariant(42), nullptr},
+        {fiveElements, nullptr},
+        {threeGPIBPorts, nullptr},
+    };
+    for (const auto& c : cases) {
+        DiagnosticsCapture capture;
+        IO io;
+        EXPECT_EQ(errorOf([&] { io.SetDataAsVariant(c.data); }), kInvalid);
+        EXPECT_TRUE(capture.hasReportWith(
+            {"Invalid property value.", "Function: Let DataAsVariant", "Location: CatchError"}));
+        if (c.location) {
+            EXPECT_TRUE(capture.hasReportWith({"Assertion: false", "Function: Let DataAsVariant",
+                                               QStringLiteral("Location: ") + c.location}));
+        }
+    }
+
+    // The GPIB part is taken before a serial entry is refused.
+    QVariantList data = withSerialEntry(2, {2400, 1, 7});
+    data[0] = QVariantList{true, false, false, false};
+    IO io;
+    EXPECT_EQ(errorOf([&] { io.SetDataAsVariant(data); }), kInvalid);
+    EXPECT_TRUE(io.GPIBPortExists(0));
+    EXPECT_EQ(io.RS232Handshake(3), RS232_HandShake_XON_XOFF);
+}
