@@ -87,6 +87,7 @@ QString CDebug::FormatTrace(const QString& message, const QString& className, co
 
 void CDebug::Assert(bool condition, const QString& conditionText, const QString& className,
                     const QString& procedureName, const QString& location) {
+    std::lock_guard lock(m_mutex);
     if (condition || !anyOutput()) return;
     const QString description = QStringLiteral("Assertion: ") + conditionText;
     deliver(FormatReport(static_cast<qint32>(0x80040033u), description, className, procedureName, location,
@@ -95,6 +96,7 @@ void CDebug::Assert(bool condition, const QString& conditionText, const QString&
 
 void CDebug::ReportError(qint32 number, const QString& description, const QString& className,
                          const QString& procedureName, const QString& location) {
+    std::lock_guard lock(m_mutex);
     if (!anyOutput()) return;
     deliver(
         FormatReport(number, description, className, procedureName, location, QDateTime::currentDateTime()));
@@ -102,6 +104,7 @@ void CDebug::ReportError(qint32 number, const QString& description, const QStrin
 
 void CDebug::Trace(const QString& message, const QString& className, const QString& procedureName,
                    const QString& location) {
+    std::lock_guard lock(m_mutex);
     if (!m_messageLog) return;
     appendToLog(FormatTrace(message, className, procedureName, location));
 }
@@ -114,11 +117,13 @@ void CDebug::deliver(const QString& report) {
 }
 
 qint32 CDebug::DebugMode() const {
+    std::lock_guard lock(m_mutex);
     return (m_messageBox ? MessageBoxBit : 0) | (m_messageLog ? MessageLogBit : 0) |
            (m_event ? EventBit : 0) | (m_assert ? AssertBit : 0);
 }
 
 void CDebug::SetDebugMode(qint32 mode) {
+    std::lock_guard lock(m_mutex);
     if (mode == DebugMode()) return;
     m_messageBox = mode & MessageBoxBit;
     m_event = mode & EventBit;

@@ -3,12 +3,14 @@
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <mutex>
 
 class PropertyBag;
 
 // The component's diagnostics: formats error reports, assertion failures and trace entries and
 // delivers them to the host as an event, to the log file "VelScope.DBG" in the user's temporary
-// directory, and to a message box, as the mode switches say.
+// directory, and to a message box, as the mode switches say. Safe to call from several threads; the
+// event is raised on the reporting thread.
 class CDebug : public QObject {
     Q_OBJECT
 public:
@@ -46,6 +48,9 @@ private:
     void startLogFile();
     void appendToLog(const QString& text);
 
+    // Searches report from worker threads; reports and log entries go out one at a time. Recursive,
+    // because a host's SupportMessage handler may itself end up reporting.
+    mutable std::recursive_mutex m_mutex;
     bool m_messageBox = false;
     bool m_messageLog = false;
     bool m_event = false;
