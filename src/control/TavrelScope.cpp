@@ -1,11 +1,14 @@
 #include "control/TavrelScope.h"
 
 #include "control/CDebug.h"
+#include "control/CTavrelEZ.h"
 #include "control/Diagnostics.h"
 #include "control/Languages.h"
 #include "control/Localization.h"
 #include "control/PropertyPagesSeam.h"
 #include "hosting/PropertyBag.h"
+#include "iolib/IOError.h"
+#include "iolib/IOManager.h"
 
 namespace {
 
@@ -30,6 +33,7 @@ TavrelScope::TavrelScope(QObject* parent) : QObject(parent) {
     // The diagnostics come first so that everything after can report; a new control logs to the
     // file from its first moment, until saved modes replace that.
     m_debug = std::make_unique<CDebug>();
+    m_session = std::make_unique<CTavrelEZ>();
     connect(m_debug.get(), &CDebug::SupportMessage, this, &TavrelScope::SupportMessage);
     SetComponentDiagnostics(m_debug.get());
     m_debug->SetDebugMode(CDebug::MessageLogBit);
@@ -37,11 +41,19 @@ TavrelScope::TavrelScope(QObject* parent) : QObject(parent) {
                    QStringLiteral("UserControl_Initialize"));
     m_ioconfiguration = std::make_unique<CIOconfiguration>();
     InitProperties();
+    try {
+        SetIOManager(CorvaneIOUtilsLib::IOManager::create());
+    } catch (const CorvaneIOUtilsLib::IOError& e) {
+        // The control still works without instrument I/O; calls that need it say so.
+        m_debug->ReportError(ErrorNumber::ConnectionFailed, e.message(), QString::fromLatin1(kClass),
+                             QStringLiteral("UserControl_Initialize"));
+    }
     m_vSearchCriteria = QVariant::fromValue<qint16>(0);
     setFullPageList();
 }
 
 TavrelScope::~TavrelScope() {
+    m_session->CloseConnection();
     if (ComponentDiagnostics() == m_debug.get()) SetComponentDiagnostics(nullptr);
 }
 
@@ -78,6 +90,9 @@ void TavrelScope::ReadProperties(PropertyBag& bag) {
         m_strLastIOHandshakeAddress =
             bag.read(QStringLiteral("LastIOHandshakeAddress"), QString()).toString();
         m_bInitialSearchMode = bag.read(QStringLiteral("InitialSearchMode"), false).toBool();
+        m_session->ReadProperties(bag);
+        m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
+        m_session->SetDebugEnabled(m_bDebugEnabled);
         m_ioconfiguration->ReadProperties(bag);
         m_debug->ReadProperties(bag);
     });
@@ -96,6 +111,7 @@ void TavrelScope::WriteProperties(PropertyBag& bag) {
                   m_bDontShowSetupIOConfigurationWarning, false);
         bag.write(QStringLiteral("LastIOHandshakeAddress"), m_strLastIOHandshakeAddress, QString());
         bag.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
+        m_session->WriteProperties(bag);
         m_ioconfiguration->WriteProperties(bag);
         m_debug->WriteProperties(bag);
     });
@@ -127,6 +143,41 @@ void TavrelScope::applyLanguageFonts() {
     m_strFontName = Localized(102);
     m_iFontSize = Localized(103).toInt();
 }
+
+void TavrelScope::SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager) {
+    m_ioManager = std::move(manager);
+    m_session->SetIOManager(m_ioManager);
+}
+
+void TavrelScope::Initialize() {
+    Reported(kClass, "Initialize", [&] {
+        // The session opens whatever address the I/O configuration holds now.
+        m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
+        m_session->Initialize();
+    });
+}
+
+void TavrelScope::CloseConnection() { m_session->CloseConnection(); }
+
+bool TavrelScope::InstrumentConnected() const { return m_session->InstrumentConnected(); }
+
+QString TavrelScope::ConnectionName() const { return m_session->ConnectionName(); }
+
+int TavrelScope::TXDelay() const { return m_session->TXDelay(); }
+
+void TavrelScope::SetTXDelay(int delay) {
+    Reported(kClass, "Let TXDelay", [&] { m_session->SetTXDelay(delay); });
+}
+
+bool TavrelScope::ResetOnInitialize() const { return m_session->ResetOnInitialize(); }
+
+void TavrelScope::SetResetOnInitialize(bool reset) { m_session->SetResetOnInitialize(reset); }
+
+bool TavrelScope::CheckIDOnInitialize() const { return m_session->CheckIDOnInitialize(); }
+
+void TavrelScope::SetCheckIDOnInitialize(bool check) { m_session->SetCheckIDOnInitialize(check); }
+
+QString TavrelScope::AutomationServerAddress() const { return m_session->AutomationServerAddress(); }
 
 QString TavrelScope::Address() const {
     return m_ioconfiguration->ActiveAddressString();

@@ -10,7 +10,12 @@
 #include <memory>
 
 class CDebug;
+class CTavrelEZ;
 class PropertyBag;
+
+namespace CorvaneIOUtilsLib {
+class IOManager;
+}
 
 // The embeddable control: owns the I/O configuration and the diagnostics object, restores and
 // saves its settings through the host's property store, selects the language of its texts and
@@ -54,6 +59,20 @@ public:
     void SetSupportMessageMode(qint32 mode);
     QString HelpFile() const { return m_strHelpFile; }
 
+    // The instrument session.
+    void Initialize();
+    void CloseConnection();
+    bool InstrumentConnected() const;
+    QString ConnectionName() const;
+    int TXDelay() const;
+    void SetTXDelay(int delay);
+    bool ResetOnInitialize() const;
+    void SetResetOnInitialize(bool reset);
+    bool CheckIDOnInitialize() const;
+    void SetCheckIDOnInitialize(bool check);
+    QString AutomationServerAddress() const;
+    CTavrelEZ& Session() { return *m_session; }
+
     void ShowPropertyPages(int pages = Tavrel_ShowPropertyPage_Default);
     // The registered page list (five positions; unused ones hold the empty text).
     QStringList PropertyPageList() const;
@@ -61,6 +80,11 @@ public:
     CIOconfiguration& IOConfigurationControl() { return *m_ioconfiguration; }
     const CIOconfiguration& IOConfigurationControl() const { return *m_ioconfiguration; }
     CDebug& Diagnostics() { return *m_debug; }
+
+    // The I/O manager the control created for itself (the environment picks real ports or a
+    // simulated bench); null when that failed. A host may hand it another one.
+    std::shared_ptr<CorvaneIOUtilsLib::IOManager> IOManager() const { return m_ioManager; }
+    void SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager);
 
 signals:
     void SupportMessage(const QString& message);
@@ -82,5 +106,7 @@ private:
     std::array<QString, 5> m_astrPropertyPages;
 
     std::unique_ptr<CDebug> m_debug;
+    std::unique_ptr<CTavrelEZ> m_session;
     std::unique_ptr<CIOconfiguration> m_ioconfiguration;
+    std::shared_ptr<CorvaneIOUtilsLib::IOManager> m_ioManager;
 };

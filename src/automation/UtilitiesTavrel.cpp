@@ -1,0 +1,39 @@
+#include "automation/UtilitiesTavrel.h"
+
+#include "automation/ScopeTavrel.h"
+#include "automation/ServerError.h"
+#include "iolib/IOSession.h"
+
+namespace BrumelTB {
+
+QVariant UtilitiesTavrel::ReadStateData() {
+    auto& io = m_scope.IO();
+    io.WriteString(QStringLiteral(":SYSTem:SETup?\n"));
+    return io.ReadIEEEBlockAsReceived();
+}
+
+void UtilitiesTavrel::WriteStateData(const QVariant& learnString) {
+    const QByteArray block = learnString.toByteArray();
+    if (!learnString.isValid() || block.isEmpty())
+        throw ServerError(QStringLiteral("there is no setup data to send to the instrument"));
+    if (!block.startsWith('#'))
+        throw ServerError(QStringLiteral("the setup data is not an instrument setup block"));
+    auto& io = m_scope.IO();
+    io.WriteBytes(QByteArrayLiteral(":SYSTem:SETup ") + block + '\n');
+    m_scope.CheckInstrumentErrors();
+}
+
+QString UtilitiesTavrel::InstrumentModel() { return identityField(1); }
+
+QString UtilitiesTavrel::InstrumentFirmwareVersion() { return identityField(3); }
+
+QString UtilitiesTavrel::identityField(int index) {
+    const QStringList fields = m_scope.Identify().split(QLatin1Char(','));
+    if (fields.size() <= index)
+        throw ServerError(QStringLiteral("the instrument's identity \"%1\" has no field %2")
+                              .arg(fields.join(QLatin1Char(',')))
+                              .arg(index + 1));
+    return fields.at(index).trimmed();
+}
+
+} // namespace BrumelTB
