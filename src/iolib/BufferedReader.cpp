@@ -100,6 +100,26 @@ BufferedReader::Need BufferedReader::ensure(qsizetype count, qsizetype chunk, QD
     }
 }
 
+bool BufferedReader::nextIsBlock(int timeoutMs) {
+    QDeadlineTimer deadline(timeoutMs);
+    // Leading white space (a stray line end) says nothing yet; the first other byte decides.
+    for (;;) {
+        while (buffered() > 0 && (m_buffer.at(m_pos) == '\r' || m_buffer.at(m_pos) == '\n') && endOffset() != 0)
+            consume(1);
+        if (buffered() > 0)
+            return m_buffer.at(m_pos) == '#';
+        switch (ensure(1, kLineChunk, deadline, timeoutMs)) {
+        case Need::Ready:
+        case Need::Ended:
+            break;
+        case Need::Timeout:
+            fail(IOError::Timeout, QStringLiteral("no reply within %1 ms").arg(timeoutMs));
+        case Need::Dropped:
+            fail(IOError::Dropped, QStringLiteral("the connection went away"));
+        }
+    }
+}
+
 QByteArray BufferedReader::readLine(int timeoutMs) {
     QDeadlineTimer deadline(timeoutMs);
     qsizetype scanned = 0;
@@ -161,7 +181,7 @@ QByteArray BufferedReader::readBytes(qsizetype count, int timeoutMs) {
     fail(IOError::Dropped, QStringLiteral("the connection went away during a read of %1 bytes").arg(count));
 }
 
-QByteArray BufferedReader::readBlock(int timeoutMs) {
+QByteArray BufferedReader::readBlock(int timeoutMs, QByteArray* header) {
     QDeadlineTimer deadline(timeoutMs);
 
     qsizetype skipped = 0;
@@ -207,6 +227,7 @@ QByteArray BufferedReader::readBlock(int timeoutMs) {
 
     if (digitCount == '0') {
         const bool endsAtOnce = endOffset() == 1;
+        if (header) *header = m_buffer.mid(m_pos, 2);
         consume(2);
         if (endsAtOnce) return {};
         return readIndefiniteBlock(timeoutMs);
@@ -223,6 +244,7 @@ QByteArray BufferedReader::readBlock(int timeoutMs) {
                                     .arg(digits));
     }
     const bool endsAtOnce = endOffset() == 1 + digits;
+    if (header) *header = m_buffer.mid(m_pos, 2 + digits);
     consume(2 + digits);
     const qint64 length = lengthText.toLongLong();
     if (length == 0) {

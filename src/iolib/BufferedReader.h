@@ -28,7 +28,11 @@ public:
     // Exactly count bytes; fewer is an error (Timeout when nothing came, Truncated otherwise).
     QByteArray readBytes(qsizetype count, int timeoutMs);
     // An IEEE 488.2 block: "#" N digits, an N-digit length and the data; "#0" data up to END.
-    QByteArray readBlock(int timeoutMs);
+    // The header as it arrived ("#3123", "#0") goes to *header when asked for.
+    QByteArray readBlock(int timeoutMs, QByteArray* header = nullptr);
+    // Waits for the next reply and tells whether it is a block (it begins with "#"); nothing of the
+    // reply is consumed.
+    bool nextIsBlock(int timeoutMs);
     // Forgets everything buffered (after a clear).
     void discard();
     qsizetype buffered() const { return m_buffer.size() - m_pos; }

@@ -35,6 +35,11 @@ public:
     virtual QByteArray ReadBytes(qsizetype count) = 0;
     // An IEEE 488.2 definite-length block ("#3123...") or, on GPIB, an indefinite one ("#0...").
     virtual QByteArray ReadIEEEBlock() = 0;
+    // The same block exactly as it arrived: its header followed by the data.
+    virtual QByteArray ReadIEEEBlockAsReceived() = 0;
+
+    // Whichever reply comes next: a block exactly as received (isBlock set) or one reply line.
+    virtual QByteArray ReadResponse(bool& isBlock) = 0;
 
     // Writes the command, with a line end if it has none, and reads one reply line.
     virtual QString Query(const QString& command) = 0;

@@ -53,6 +53,19 @@ public:
         return m_reader.readBlock(m_timeoutMs);
     }
 
+    QByteArray ReadIEEEBlockAsReceived() override {
+        transport();
+        QByteArray header;
+        const QByteArray data = m_reader.readBlock(m_timeoutMs, &header);
+        return header + data;
+    }
+
+    QByteArray ReadResponse(bool& isBlock) override {
+        transport();
+        isBlock = m_reader.nextIsBlock(m_timeoutMs);
+        return isBlock ? ReadIEEEBlockAsReceived() : m_reader.readLine(m_timeoutMs);
+    }
+
     QString Query(const QString& command) override {
         WriteString(command.endsWith(QLatin1Char('\n')) ? command : command + QLatin1Char('\n'));
         return ReadString(QStringLiteral("K"));
