@@ -40,6 +40,8 @@ struct Command {
 QList<Command> AddressCommands();
 QList<Command> DocCommands();
 QList<Command> StringsCommands();
+QList<Command> InstrumentCommands();
+QList<Command> SearchCommands();
 
 // Takes "--name" out of args; true when it was there.
 bool TakeFlag(QStringList& args, const QString& name);

@@ -53,6 +53,12 @@ const QList<Settable>& settables() {
          [](TavrelScope& c, const QVariant& v) { c.SetInitialSearchMode(v.toBool()); }},
         {QStringLiteral("DontShowSetupIOConfigurationWarning"), Kind::Boolean,
          [](TavrelScope& c, const QVariant& v) { c.SetDontShowSetupIOConfigurationWarning(v.toBool()); }},
+        {QStringLiteral("TXDelay"), Kind::Integer,
+         [](TavrelScope& c, const QVariant& v) { c.SetTXDelay(v.toInt()); }},
+        {QStringLiteral("ResetOnInitialize"), Kind::Boolean,
+         [](TavrelScope& c, const QVariant& v) { c.SetResetOnInitialize(v.toBool()); }},
+        {QStringLiteral("CheckIDOnInitialize"), Kind::Boolean,
+         [](TavrelScope& c, const QVariant& v) { c.SetCheckIDOnInitialize(v.toBool()); }},
     };
     return list;
 }
@@ -156,6 +162,11 @@ QJsonObject ToJson(TavrelScope& control) {
         {QStringLiteral("InitialSearchMode"), control.InitialSearchMode()},
         {QStringLiteral("DTROnly"), control.DTROnly()},
         {QStringLiteral("SupportMessageMode"), control.SupportMessageMode()},
+        {QStringLiteral("TXDelay"), control.TXDelay()},
+        {QStringLiteral("ResetOnInitialize"), control.ResetOnInitialize()},
+        {QStringLiteral("CheckIDOnInitialize"), control.CheckIDOnInitialize()},
+        {QStringLiteral("AutomationServerAddress"),
+         control.IOConfigurationControl().ActiveAutomationServerAddress()},
         {QStringLiteral("IOConfiguration"), ioConfigurationJson(control.IOConfigurationControl())},
     };
 }
@@ -166,8 +177,10 @@ QStringList ToLines(TavrelScope& control) {
     for (const QString& key :
          {QStringLiteral("Address"), QStringLiteral("CountryCode"), QStringLiteral("FontName"),
           QStringLiteral("FontSize"), QStringLiteral("DebugEnabled"), QStringLiteral("DTROnly"),
-          QStringLiteral("SupportMessageMode"), QStringLiteral("LastIOHandshakeAddress"),
-          QStringLiteral("InitialSearchMode"), QStringLiteral("DontShowSetupIOConfigurationWarning")})
+          QStringLiteral("SupportMessageMode"), QStringLiteral("TXDelay"),
+          QStringLiteral("ResetOnInitialize"), QStringLiteral("CheckIDOnInitialize"),
+          QStringLiteral("LastIOHandshakeAddress"), QStringLiteral("InitialSearchMode"),
+          QStringLiteral("DontShowSetupIOConfigurationWarning")})
         lines.append(QStringLiteral("%1: %2").arg(key, describe(o.value(key))));
     const QJsonObject io = o.value(QStringLiteral("IOConfiguration")).toObject();
     lines.append(QStringLiteral("I/O configuration:"));

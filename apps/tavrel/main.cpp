@@ -2,6 +2,9 @@
 #include "Cli.h"
 
 #include "control/TavrelError.h"
+#include "iolib/IOManager.h"
+
+#include <QFile>
 
 #include <QCoreApplication>
 #include <QJsonObject>
@@ -13,11 +16,14 @@ QList<Command> allCommands() {
     commands += AddressCommands();
     commands += DocCommands();
     commands += StringsCommands();
+    commands += InstrumentCommands();
+    commands += SearchCommands();
     return commands;
 }
 
 void printUsage(const QList<Command>& commands) {
-    QString text = QStringLiteral("usage: tavrel [--json] [--doc FILE] COMMAND [ARGS]\n\ncommands:\n");
+    QString text = QStringLiteral(
+        "usage: tavrel [--json] [--doc FILE] [--sim[=BENCH.json]] COMMAND [ARGS]\n\ncommands:\n");
     for (const Command& c : commands)
         text += QStringLiteral("  %1 %2\n      %3\n").arg(c.name, c.usage, c.summary);
     std::fputs(text.toUtf8().constData(), stderr);
@@ -59,6 +65,12 @@ int main(int argc, char** argv) {
                 context.documentPath = args.takeFirst();
             } else if (option.startsWith(QStringLiteral("--doc="))) {
                 context.documentPath = option.mid(6);
+            } else if (option == QStringLiteral("--sim") || option.startsWith(QStringLiteral("--sim="))) {
+                // The simulated bench replaces the computer's ports for every control of this run.
+                const QString bench = option.mid(6);
+                qputenv("TAVREL_IO",
+                        bench.isEmpty() ? QByteArray("sim") : ("sim:" + QFile::encodeName(bench)));
+                CorvaneIOUtilsLib::IOManager::create(); // a bad bench file is reported here, once
             } else if (option == QStringLiteral("--help")) {
                 printUsage(commands);
                 return 0;
