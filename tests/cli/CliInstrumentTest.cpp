@@ -117,3 +117,31 @@ TEST(CliInstrument, ConnectAndBadBenches) {
     EXPECT_EQ(bad.exitCode, 1);
     EXPECT_TRUE(bad.err.contains(bench.toUtf8()));
 }
+
+TEST(CliInstrument, ScpiWritesAndReadsLinesAndBlocks) {
+    QTemporaryDir dir;
+    const QString out = dir.filePath(QStringLiteral("setup.bin"));
+    const CliResult block =
+        sim({QStringLiteral("scpi"), QStringLiteral("GPIB0::7::INSTR"), QStringLiteral(":SYSTem:SETup?"),
+             QStringLiteral("--out"), out});
+    ASSERT_EQ(block.exitCode, 0) << block.err.constData();
+    EXPECT_TRUE(block.json().value(QStringLiteral("block")).toBool());
+    const int bytes = block.json().value(QStringLiteral("bytes")).toInt();
+    const QString header = block.json().value(QStringLiteral("header")).toString();
+    EXPECT_EQ(header, QStringLiteral("#%1%2").arg(QString::number(bytes).size()).arg(bytes));
+    QFile saved(out);
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(saved.size(), header.size() + bytes) << "saved exactly as received";
+
+    // A command without "?" is only written; the query after it sees its effect.
+    EXPECT_EQ(sim({QStringLiteral("scpi"), QStringLiteral("COM1"), QStringLiteral(":CHANnel2:SCALe 2")}).exitCode, 0);
+    const CliResult line =
+        sim({QStringLiteral("scpi"), QStringLiteral("COM1"), QStringLiteral(":CHAN2:SCAL 0.2;:CHAN2:SCAL?")});
+    EXPECT_DOUBLE_EQ(line.json().value(QStringLiteral("reply")).toString().toDouble(), 0.2);
+
+    const CliResult silent = sim({QStringLiteral("scpi"), QStringLiteral("GPIB0::22::INSTR"), QStringLiteral("*IDN?"),
+                                  QStringLiteral("--timeout"), QStringLiteral("300")});
+    EXPECT_EQ(silent.exitCode, 1);
+    EXPECT_TRUE(silent.err.contains("GPIB0::22::INSTR"));
+    EXPECT_EQ(sim({QStringLiteral("scpi"), QStringLiteral("GPIB3::1::INSTR"), QStringLiteral("*IDN?")}).exitCode, 1);
+}

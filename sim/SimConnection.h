@@ -1,0 +1,40 @@
+#pragma once
+
+#include "sim/SimEndpoint.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+namespace tavrelsim {
+
+class SimInstrument;
+
+// A connection to a bench instrument as one kind of bus carries it.
+//   Gpib:   every write ends with END; a read stops at the end of a response message and flags it.
+//   Serial: a byte stream; the host's port settings must match the instrument's.
+//   Socket: a byte stream (a LAN socket), commands end at "\n".
+// Unlike the SimEndpoint minimum, reads and writes may come from two threads at once.
+class SimConnection : public SimEndpoint {
+public:
+    enum Bus { Gpib, Serial, Socket };
+    SimConnection(std::shared_ptr<SimInstrument> instrument, Bus bus);
+
+    void write(const QByteArray& bytes) override;
+    SimReadResult read(qsizetype maxBytes, int timeoutMs) override;
+    void clear() override;
+    void setSerialSettings(const SimSerialSettings& settings) override;
+    SimSerialSettings serialSettings() const;
+    // Ends the connection from our side: a read blocked in another thread returns at once, and
+    // every later read reports Dropped. Output stays with the instrument for the next connection.
+    void close();
+
+private:
+    std::shared_ptr<SimInstrument> m_instrument;
+    const Bus m_bus;
+    mutable std::mutex m_settingsMutex;
+    SimSerialSettings m_settings;
+    std::atomic<bool> m_dropped{false};
+};
+
+} // namespace tavrelsim

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "sim/ScpiFramer.h"
+#include "sim/SimDevice.h"
+#include "sim/SimEndpoint.h"
+#include "sim/SimFaults.h"
+
+#include <QByteArray>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace tavrelsim {
+
+// One instrument of the bench as the bus sees it: its input buffer and output queue, the faults it
+// was given and, on a serial line, its own line settings. It owns the device behind it and is
+// locked as a whole, so that connections to different instruments never wait for each other.
+class SimInstrument {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    SimInstrument(std::unique_ptr<SimDevice> device, SimFaults faults = {},
+                  std::optional<SimSerialSettings> line = std::nullopt);
+
+    QString model() const; // empty for anything but a Tavrel scope
+    const std::optional<SimSerialSettings>& lineSettings() const { return m_line; }
+
+    // Bytes from the host. end: the last one carried END. host: the settings the host's port had
+    // (serial only); on a mismatch the instrument hears garbage and drops it.
+    void receive(const QByteArray& bytes, bool end, const SimSerialSettings* host = nullptr);
+
+    struct Chunk {
+        QByteArray data;
+        bool end = false;     // the last byte ended a complete response message
+        bool dropped = false; // the connection went away after these bytes
+        bool timedOut = false;
+    };
+    // Waits up to timeoutMs for readable output. toMessageEnd: stop at the end of a response
+    // message (GPIB reads end at END). The host settings rule applies as for receive.
+    // gone: the connection was closed meanwhile; the wait ends at once, empty-handed.
+    Chunk send(qsizetype maxBytes, int timeoutMs, bool toMessageEnd, const SimSerialSettings* host = nullptr,
+               const std::atomic<bool>* gone = nullptr);
+    // Wakes every waiting send() so that it looks at its connection again.
+    void wake();
+    // Device clear: pending input and output are gone.
+    void clear();
+
+private:
+    struct Output {
+        QByteArray bytes;
+        qsizetype sent = 0;
+        bool complete = true;
+        bool dropAfter = false;
+        Clock::time_point readyAt;
+    };
+    bool hears(const SimSerialSettings* host) const { return !host || !m_line || *host == *m_line; }
+    void queue(SimResponse response);
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_outputChanged;
+    std::unique_ptr<SimDevice> m_device;
+    const SimFaults m_faults;
+    const std::optional<SimSerialSettings> m_line;
+    ScpiFramer m_input;
+    std::deque<Output> m_output;
+};
+
+} // namespace tavrelsim

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "sim/ScopeState.h"
+#include "sim/ScpiStatus.h"
+#include "sim/SimDevice.h"
+#include "sim/SimFaults.h"
+
+#include <QList>
+#include <QString>
+
+namespace tavrelsim {
+
+class ScpiCommandTable;
+struct ScpiCall;
+
+struct ScopeIdentity {
+    QString model = "TV100A";
+    QString serial = "CT41000107";
+    QString firmware = "A.01.02";
+};
+
+// A simulated Tavrel-series scope: parses SCPI, keeps its front-panel state and status, and
+// builds IEEE 488.2 response messages. The command set is the table of ScopeCommands.
+class TavrelScope : public SimDevice {
+public:
+    static constexpr const char* Maker = "CORVANE TECHNOLOGIES";
+
+    explicit TavrelScope(ScopeIdentity identity = {}, SimFaults faults = {});
+    QString model() const override { return m_id.model; }
+    SimResponse execute(const QByteArray& message, bool outputQueued) override;
+
+    // What the command handlers work on.
+    ScopeState& state() { return m_state; }
+    ScpiStatus& status() { return m_status; }
+    const ScopeIdentity& identity() const { return m_id; }
+    QByteArray idn() const;
+    QByteArray learnString() const;
+    bool messageAvailable() const { return m_outputQueued || !m_units.isEmpty(); }
+    void reply(const QByteArray& unit);
+    void replyBlock(const QByteArray& data);
+    // Records an error; a command error (-1xx) also voids the rest of the program message.
+    void fail(int code);
+    // Checks the parameter count, failing with Missing parameter / Parameter not allowed.
+    bool expectArgs(const ScpiCall& call, int count);
+
+    static const ScpiCommandTable& commands();
+
+private:
+    ScopeIdentity m_id;
+    SimFaults m_faults;
+    ScopeState m_state = ScopeState::defaults();
+    ScpiStatus m_status;
+    QList<QByteArray> m_units;
+    bool m_cutShort = false;
+    bool m_outputQueued = false;
+    int m_failed = 0;
+};
+
+} // namespace tavrelsim

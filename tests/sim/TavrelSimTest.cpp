@@ -1,0 +1,264 @@
+// tavrel-sim end to end: the built binary, spoken to over TCP and over its pseudo-terminals.
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+const QString Binary = TAVREL_BINARY_DIR "/bin/tavrel-sim";
+
+// A running tavrel-sim and the endpoints it announced.
+class SimProcess {
+public:
+    bool start(const QStringList& args) {
+        m_process.start(Binary, args);
+        if (!m_process.waitForStarted(10000)) return false;
+        while (true) {
+            while (m_process.canReadLine()) {
+                const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
+                if (line == "ready") return true;
+                lines << line;
+                const QStringList f = line.split(' ');
+                if (f.size() >= 4) (f[2] == "tcp" ? tcp : pty)[f[0]] = f[3];
+            }
+            if (!m_process.waitForReadyRead(10000)) return false;
+        }
+    }
+    quint16 port(const QString& resource) const {
+        return quint16(tcp.value(resource).section(':', 1).toUInt());
+    }
+    bool terminate() {
+        m_process.terminate();
+        return m_process.waitForFinished(10000) && m_process.exitStatus() == QProcess::NormalExit;
+    }
+    QProcess& process() { return m_process; }
+
+    QStringList lines;
+    QMap<QString, QString> tcp, pty;
+
+private:
+    QProcess m_process;
+};
+
+// One whole response: a definite-length block by its count (it holds newlines), else up to "\n".
+QByteArray ask(QTcpSocket& s, const QByteArray& command, int waitMs = 5000) {
+    s.write(command + '\n');
+    QByteArray got;
+    while (true) {
+        qsizetype need = -1;
+        if (got.startsWith('#') && got.size() >= 2) {
+            const int digits = got[1] - '0';
+            if (got.size() >= 2 + digits) need = 2 + digits + got.mid(2, digits).toInt() + 1;
+        } else if (got.contains('\n')) {
+            return got;
+        }
+        if (need >= 0 && got.size() >= need) return got;
+        if (!s.waitForReadyRead(waitMs)) return got;
+        got += s.readAll();
+    }
+}
+
+class TavrelSim : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        links = new QTemporaryDir;
+        sim = new SimProcess;
+        started = sim->start({"--quiet", "--pty-link-dir", links->path()});
+    }
+    static void TearDownTestSuite() {
+        sim->terminate();
+        delete sim;
+        delete links;
+    }
+    void SetUp() override { ASSERT_TRUE(started) << "tavrel-sim did not get ready"; }
+
+    static inline SimProcess* sim = nullptr;
+    static inline QTemporaryDir* links = nullptr;
+    static inline bool started = false;
+};
+
+TEST_F(TavrelSim, AnnouncesEveryEndpointOfTheDefaultBench) {
+    QStringList shapes;
+    for (QString line : sim->lines) {
+        line.replace(QRegularExpression(":\\d+$"), ":PORT")
+            .replace(QRegularExpression("/dev/pts/\\d+"), "PTS");
+        shapes << line.replace(links->path(), "DIR");
+    }
+    EXPECT_EQ(shapes,
+              QStringList({"GPIB0::3::INSTR no_comma tcp 127.0.0.1:PORT",
+                           "GPIB0::7::INSTR TV100A tcp 127.0.0.1:PORT",
+                           "GPIB0::12::INSTR TV200B tcp 127.0.0.1:PORT",
+                           "GPIB0::22::INSTR silent tcp 127.0.0.1:PORT", "COM1 TV100A tcp 127.0.0.1:PORT",
+                           "COM1 TV100A pty PTS DIR/COM1", "COM2 none pty PTS DIR/COM2"}));
+    for (const char* com : {"COM1", "COM2"})
+        EXPECT_EQ(QFileInfo(links->filePath(com)).symLinkTarget(), sim->pty.value(com));
+}
+
+TEST_F(TavrelSim, TcpIdentityAndLearnStringRoundTrip) {
+    QTcpSocket s;
+    s.connectToHost("127.0.0.1", sim->port("GPIB0::7::INSTR"));
+    ASSERT_TRUE(s.waitForConnected(5000));
+    EXPECT_EQ(ask(s, "*IDN?"), "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n");
+    const QByteArray setup = ask(s, ":SYST:SET?");
+    ASSERT_TRUE(setup.startsWith('#'));
+    ASSERT_TRUE(setup.endsWith('\n'));
+    EXPECT_TRUE(setup.chopped(1).contains('\n')) << "the block carries newline bytes";
+    EXPECT_EQ(ask(s, ":CHAN2:SCAL 0.05;:CHAN2:SCAL?"), "+5.000000E-02\n");
+    EXPECT_EQ(ask(s, ":SYSTEM:SETUP " + setup.chopped(1) + ";:CHAN2:SCAL?;:SYST:ERR?"),
+              "+1.000000E+00;0,\"No error\"\n");
+}
+
+TEST_F(TavrelSim, StatePersistsAcrossClients) {
+    const quint16 port = sim->port("GPIB0::12::INSTR");
+    {
+        QTcpSocket first;
+        first.connectToHost("127.0.0.1", port);
+        ASSERT_TRUE(first.waitForConnected(5000));
+        EXPECT_EQ(ask(first, ":CHAN3:SCAL 4;SCAL?"), "+4.000000E+00\n");
+        first.disconnectFromHost();
+    }
+    QTcpSocket second;
+    second.connectToHost("127.0.0.1", port);
+    ASSERT_TRUE(second.waitForConnected(5000));
+    EXPECT_EQ(ask(second, ":CHAN3:SCAL?"), "+4.000000E+00\n");
+    EXPECT_TRUE(ask(second, "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV200B,"));
+}
+
+TEST_F(TavrelSim, NonTavrelDevicesOverTcp) {
+    QTcpSocket noComma, silent;
+    noComma.connectToHost("127.0.0.1", sim->port("GPIB0::3::INSTR"));
+    silent.connectToHost("127.0.0.1", sim->port("GPIB0::22::INSTR"));
+    ASSERT_TRUE(noComma.waitForConnected(5000) && silent.waitForConnected(5000));
+    EXPECT_EQ(ask(noComma, "*IDN?"), "HP3478A\n");
+    silent.write("*IDN?\n");
+    EXPECT_FALSE(silent.waitForReadyRead(300));
+}
+
+// Opens a pty as a host opens a serial port: raw, with the given speed, 8N1, XON/XOFF.
+int openSerial(const QString& path, speed_t speed) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY);
+    if (fd < 0) return fd;
+    termios t{};
+    tcgetattr(fd, &t);
+    cfmakeraw(&t);
+    t.c_cflag = (t.c_cflag & ~(CSIZE | PARENB | CSTOPB | CRTSCTS)) | CS8 | CREAD | CLOCAL;
+    t.c_iflag |= IXON | IXOFF;
+    cfsetispeed(&t, speed);
+    cfsetospeed(&t, speed);
+    tcsetattr(fd, TCSANOW, &t);
+    tcflush(fd, TCIOFLUSH);
+    return fd;
+}
+
+QByteArray serialQuery(int fd, const QByteArray& command, int timeoutMs) {
+    EXPECT_EQ(::write(fd, command.constData(), size_t(command.size())), command.size());
+    QByteArray got;
+    QElapsedTimer clock;
+    clock.start();
+    while (!got.endsWith('\n') && clock.elapsed() < timeoutMs) {
+        pollfd p{fd, POLLIN, 0};
+        if (::poll(&p, 1, int(timeoutMs - clock.elapsed())) > 0) {
+            char buffer[256];
+            const ssize_t n = ::read(fd, buffer, sizeof buffer);
+            if (n > 0) got.append(buffer, int(n));
+        }
+    }
+    return got;
+}
+
+TEST_F(TavrelSim, PtyAnswersAHostWithTheInstrumentsSettings) {
+    const int fd = openSerial(links->filePath("COM1"), B9600);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(serialQuery(fd, "\r\n*IDN?\n", 5000), "CORVANE TECHNOLOGIES,TV100A,CT41000301,A.01.02\n");
+    ::close(fd);
+}
+
+TEST_F(TavrelSim, PtyIsSilentToAHostAtTheWrongBaudRate) {
+    const int fd = openSerial(sim->pty.value("COM1"), B19200);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(serialQuery(fd, "*IDN?\n", 500), QByteArray());
+    ::close(fd);
+}
+
+TEST_F(TavrelSim, EmptyComPortNeverAnswers) {
+    const int fd = openSerial(sim->pty.value("COM2"), B9600);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(serialQuery(fd, "*IDN?\n", 300), QByteArray());
+    ::close(fd);
+}
+
+TEST(TavrelSimProcess, RefusesABadBenchFileNamingIt) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath("broken.json");
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(R"({"gpib": [{"board": 9}]})");
+    f.close();
+    QProcess p;
+    p.start(Binary, {"--bench", path});
+    ASSERT_TRUE(p.waitForFinished(10000));
+    EXPECT_EQ(p.exitCode(), 1);
+    const QString err = QString::fromUtf8(p.readAllStandardError());
+    EXPECT_TRUE(err.contains(path) && err.contains("gpib[0]")) << err.toStdString();
+    EXPECT_FALSE(p.readAllStandardOutput().contains("ready"));
+}
+
+TEST(TavrelSimProcess, PortBaseFaultsAndCleanShutdown) {
+    QTemporaryDir dir;
+    const QString bench = dir.filePath("faulty.json");
+    QFile f(bench);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(R"({"gpib": [{"board": 2, "devices": [
+                 {"address": 1, "kind": "tavrel", "model": "TV300C", "faults": {"drop_after_bytes": 6}},
+                 {"address": 2, "kind": "tavrel", "faults": {"truncate_blocks": 3}}]}],
+               "com": [{"port": 4}]})");
+    f.close();
+    quint16 base = 0;
+    {
+        QTcpServer probe; // a free pair of ports, most likely still free a moment later
+        ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
+        base = probe.serverPort() < 65000 ? probe.serverPort() : 40000;
+    }
+    SimProcess sim;
+    ASSERT_TRUE(sim.start(
+        {"--bench", bench, "--port-base", QString::number(base), "--pty-link-dir", dir.path(), "--quiet"}));
+    EXPECT_EQ(sim.port("GPIB2::1::INSTR"), base);
+    EXPECT_EQ(sim.port("GPIB2::2::INSTR"), base + 1);
+
+    QTcpSocket dropping;
+    dropping.connectToHost("127.0.0.1", base);
+    ASSERT_TRUE(dropping.waitForConnected(5000));
+    dropping.write("*IDN?\n");
+    QByteArray got;
+    while (dropping.state() == QAbstractSocket::ConnectedState && dropping.waitForReadyRead(5000))
+        got += dropping.readAll();
+    got += dropping.readAll();
+    EXPECT_EQ(got, "CORVAN");
+    EXPECT_NE(dropping.state(), QAbstractSocket::ConnectedState) << "the server hung up";
+
+    QTcpSocket truncating;
+    truncating.connectToHost("127.0.0.1", base + 1);
+    ASSERT_TRUE(truncating.waitForConnected(5000));
+    const QByteArray block = ask(truncating, ":SYST:SET?", 500); // never completes
+    const int digits = block[1] - '0';
+    EXPECT_EQ(block.size(), 2 + digits + block.mid(2, digits).toInt() - 3);
+
+    EXPECT_TRUE(QFileInfo(dir.filePath("COM4")).isSymLink());
+    ASSERT_TRUE(sim.terminate());
+    EXPECT_EQ(sim.process().exitCode(), 0);
+    EXPECT_FALSE(QFileInfo(dir.filePath("COM4")).exists() || QFileInfo(dir.filePath("COM4")).isSymLink());
+}
+
+} // namespace
