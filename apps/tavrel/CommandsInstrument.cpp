@@ -1,4 +1,4 @@
-// tavrel ports | idn ADDRESS | test ADDRESS | connect [--reset] [--check-id]
+// tavrel ports | scpi ADDRESS COMMAND | idn ADDRESS | test ADDRESS | connect [--reset] [--check-id]
 #include "Cli.h"
 #include "CliControl.h"
 
@@ -9,6 +9,9 @@
 #include "discovery/PortDiscovery.h"
 #include "iolib/IOManager.h"
 
+#include "iolib/IOSession.h"
+
+#include <QFile>
 #include <QJsonArray>
 
 namespace {
@@ -43,6 +46,66 @@ int runPorts(CliContext& context) {
     for (const QJsonValue& port : com)
         context.print(port.toString());
     if (gpib.isEmpty() && com.isEmpty()) context.print(QStringLiteral("No GPIB or COM ports found."));
+    return 0;
+}
+
+// The length of an IEEE 488.2 block header ("#0", "#3123") at the start of a reply.
+qsizetype blockHeaderLength(const QByteArray& block) {
+    if (block.size() < 2 || block.at(0) != '#' || block.at(1) < '0' || block.at(1) > '9') return 0;
+    return 2 + (block.at(1) - '0');
+}
+
+int runScpi(CliContext& context) {
+    QStringList args = context.args;
+    const QString outPath = TakeOption(args, QStringLiteral("--out"));
+    const QString timeout = TakeOption(args, QStringLiteral("--timeout"));
+    ExpectPositional(args, 2, QStringLiteral("scpi ADDRESS COMMAND [--out FILE] [--timeout MS]"));
+    const QString address = args[0];
+    const QString command = args[1];
+    auto control = OpenControl(context);
+    auto session = RequireIOManager(*control)->Open(address);
+    if (!timeout.isEmpty()) {
+        bool ok = false;
+        const int ms = timeout.toInt(&ok);
+        if (!ok || ms < 0)
+            throw UsageError(QStringLiteral("--timeout takes milliseconds, not \"%1\"").arg(timeout));
+        session->SetTimeout(ms);
+    }
+    session->WriteString(command.endsWith(u'\n') ? command : command + u'\n');
+    QJsonObject answer{{QStringLiteral("address"), address}, {QStringLiteral("command"), command}};
+    if (!command.contains(u'?')) {
+        if (context.json) context.printJson(answer);
+        return 0;
+    }
+    bool isBlock = false;
+    const QByteArray reply = session->ReadResponse(isBlock);
+    if (!outPath.isEmpty()) {
+        QFile out(outPath);
+        if (!out.open(QIODevice::WriteOnly) || out.write(reply) != reply.size())
+            throw CliFailure(QStringLiteral("cannot write %1: %2").arg(outPath, out.errorString()));
+    }
+    if (isBlock) {
+        const qsizetype header = blockHeaderLength(reply);
+        const QByteArray data = reply.mid(header);
+        answer.insert(QStringLiteral("block"), true);
+        answer.insert(QStringLiteral("header"), QString::fromLatin1(reply.left(header)));
+        answer.insert(QStringLiteral("bytes"), data.size());
+        answer.insert(QStringLiteral("preview"), QString::fromLatin1(data.left(32).toHex(' ')));
+        if (context.json)
+            context.printJson(answer);
+        else
+            context.print(QStringLiteral("block of %1 bytes (header %2): %3%4")
+                              .arg(data.size())
+                              .arg(QString::fromLatin1(reply.left(header)),
+                                   QString::fromLatin1(data.left(32).toHex(' ')),
+                                   data.size() > 32 ? QStringLiteral(" ...") : QString()));
+    } else {
+        answer.insert(QStringLiteral("reply"), QString::fromLatin1(reply));
+        if (context.json)
+            context.printJson(answer);
+        else
+            context.print(QString::fromLatin1(reply));
+    }
     return 0;
 }
 
@@ -118,6 +181,10 @@ QList<Command> InstrumentCommands() {
     return {
         {QStringLiteral("ports"), QString(),
          QStringLiteral("the GPIB boards with their listeners, and the COM ports"), runPorts},
+        {QStringLiteral("scpi"), QStringLiteral("ADDRESS COMMAND [--out FILE] [--timeout MS]"),
+         QStringLiteral(
+             "writes a command; for a query prints the reply (a block as its size and a hex preview)"),
+         runScpi},
         {QStringLiteral("idn"), QStringLiteral("ADDRESS"), QStringLiteral("asks an address who is there"),
          runIdn},
         {QStringLiteral("test"), QStringLiteral("ADDRESS"),
