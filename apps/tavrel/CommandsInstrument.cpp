@@ -6,7 +6,6 @@
 #include "control/CTavrelEZ.h"
 #include "control/TavrelScope.h"
 #include "discovery/CQueryInstrument.h"
-#include "discovery/PortDiscovery.h"
 #include "iolib/IOManager.h"
 
 #include "iolib/IOSession.h"
@@ -20,7 +19,7 @@ int runPorts(CliContext& context) {
     ExpectPositional(context.args, 0, QStringLiteral("ports"));
     auto control = OpenControl(context);
     CIOconfiguration& io = control->IOConfigurationControl();
-    RefreshPorts(io, *RequireIOManager(*control));
+    io.RefreshPorts(*RequireIOManager(*control));
     QJsonObject gpib;
     QJsonArray com;
     for (int port = CIOconfiguration::kFirstGPIBPort; port <= CIOconfiguration::kLastGPIBPort; ++port) {

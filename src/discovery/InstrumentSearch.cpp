@@ -3,7 +3,6 @@
 #include "control/Diagnostics.h"
 #include "control/TavrelError.h"
 #include "discovery/DiscoveryContext.h"
-#include "discovery/PortDiscovery.h"
 #include "discovery/PortProbe.h"
 #include "iolib/IOManager.h"
 
@@ -149,7 +148,7 @@ SearchResult InstrumentSearch::execute() {
     result.configuration = m_configuration;
     CIOconfiguration& configuration = result.configuration;
     try {
-        if (m_refreshPorts) RefreshPorts(configuration, *m_manager);
+        if (m_refreshPorts) configuration.RefreshPorts(*m_manager);
     } catch (...) {
         result.error = std::current_exception();
         ReportSearchError(result.error);

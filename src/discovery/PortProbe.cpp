@@ -1,7 +1,6 @@
 #include "discovery/PortProbe.h"
 
 #include "discovery/CQueryInstrument.h"
-#include "discovery/PortDiscovery.h"
 #include "iolib/IOManager.h"
 
 namespace {
@@ -71,13 +70,13 @@ PortOutcome ProbePort(const PortTask& task, const CIOconfiguration& configuratio
         outcome.lookedUp = true;
         if (task.gpib) {
             const int before = PlannedAddresses(working, task.port);
-            outcome.found = FindGPIBPort(task.port, working, *manager);
+            outcome.found = working.FindGPIBPort(task.port, *manager);
             working.SetGPIBPortExists(task.port, outcome.found);
             for (int address = IO::kFirstGPIBAddress; address <= IO::kLastGPIBAddress; ++address)
                 outcome.addressExists[address] = working.GPIBAddressExists(task.port, address);
             monitor.replanned((outcome.found ? PlannedAddresses(working, task.port) : 0) - before);
         } else {
-            outcome.found = FindRS232Port(task.port, working, *manager);
+            outcome.found = working.FindRS232Port(task.port, *manager);
         }
 
         CQueryInstrument query;

@@ -8,6 +8,10 @@
 
 class PropertyBag;
 
+namespace CorvaneIOUtilsLib {
+class IOManager;
+}
+
 // How the component reaches an instrument: the computer's GPIB interfaces and COM ports, which of
 // them and which GPIB addresses an instrument search tries, the serial parameters of every COM port,
 // the active port and GPIB address, and the active address string built from them. The control
@@ -68,8 +72,14 @@ public:
     int RS232Handshake(int port) const;
     void SetRS232Handshake(int port, int handshake);
 
-    // Port discovery through the I/O manager (RefreshPorts, FindGPIBPort, FindRS232Port) fills the
-    // exists flags; it lives with the I/O manager.
+    // Port discovery: the exists flags from the I/O manager's listing; nothing opens a session.
+    // Listing errors propagate and the flags cleared before them stay cleared.
+    void RefreshPorts(const CorvaneIOUtilsLib::IOManager& manager);
+    // Whether the manager lists GPIB interface port (0..3); refreshes its address exists flags. The
+    // caller stores the result in GPIBPortExists.
+    bool FindGPIBPort(int port, const CorvaneIOUtilsLib::IOManager& manager);
+    // Whether the manager lists COM port (1..4); changes nothing.
+    bool FindRS232Port(int port, const CorvaneIOUtilsLib::IOManager& manager) const;
     bool GPIBAddressExists(int port, int address) const;
     void SetGPIBAddressExists(int port, int address, bool exists);
 

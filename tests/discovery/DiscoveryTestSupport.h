@@ -1,7 +1,6 @@
 #pragma once
 
 #include "control/Localization.h"
-#include "discovery/PortDiscovery.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOManager.h"
 #include "iolib/IOUtilsEnums.h"
@@ -26,7 +25,7 @@ inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> Bench(const char* json) {
 // A configuration whose exists flags are what the bench lists, as after the page's Find Ports.
 inline CIOconfiguration Refreshed(const CorvaneIOUtilsLib::IOManager& manager) {
     CIOconfiguration configuration;
-    RefreshPorts(configuration, manager);
+    configuration.RefreshPorts(manager);
     return configuration;
 }
 

@@ -1,5 +1,5 @@
-#include "discovery/PortDiscovery.h"
 #include "DiscoveryTestSupport.h"
+#include "ioconfig/CIOconfiguration.h"
 #include "support/DiagnosticsCapture.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ TEST(PortDiscovery, RefreshPortsFromTheDefaultBench) {
     CIOconfiguration configuration;
     configuration.SetGPIBAddressExists(0, 5, true);
     configuration.SetRS232PortExists(4, true);
-    RefreshPorts(configuration, *DefaultBench());
+    configuration.RefreshPorts(*DefaultBench());
     EXPECT_TRUE(configuration.RS232PortExists(1) && configuration.RS232PortExists(2));
     EXPECT_FALSE(configuration.RS232PortExists(3) || configuration.RS232PortExists(4));
     EXPECT_TRUE(configuration.GPIBPortExists(0));
@@ -30,7 +30,7 @@ TEST(PortDiscovery, RefreshPortsFromTheDefaultBench) {
     // A board with nothing on it has no entry in the listing.
     EXPECT_FALSE(configuration.GPIBPortExists(1));
 
-    RefreshPorts(configuration, *Bench("{}"));
+    configuration.RefreshPorts(*Bench("{}"));
     EXPECT_FALSE(configuration.AnyPortExists().toBool());
     EXPECT_TRUE(Listed(configuration, 0).isEmpty());
 }
@@ -40,24 +40,24 @@ TEST(PortDiscovery, FindPortsRefreshOnlyTheirOwn) {
     CIOconfiguration configuration;
     configuration.SetGPIBAddressExists(0, 5, true);
     configuration.SetGPIBAddressExists(1, 5, true);
-    EXPECT_TRUE(FindGPIBPort(0, configuration, *manager));
+    EXPECT_TRUE(configuration.FindGPIBPort(0, *manager));
     EXPECT_EQ(Listed(configuration, 0), QList<int>({3, 7, 12, 22}));
     EXPECT_EQ(Listed(configuration, 1), QList<int>({5}));
     EXPECT_FALSE(configuration.GPIBPortExists(0)); // storing the result is the caller's business
-    EXPECT_FALSE(FindGPIBPort(1, configuration, *manager));
+    EXPECT_FALSE(configuration.FindGPIBPort(1, *manager));
     EXPECT_TRUE(Listed(configuration, 1).isEmpty());
 
     const bool found[] = {true, true, false, false};
     for (int port = 1; port <= 4; ++port)
-        EXPECT_EQ(FindRS232Port(port, configuration, *manager), found[port - 1]) << port;
+        EXPECT_EQ(configuration.FindRS232Port(port, *manager), found[port - 1]) << port;
 }
 
 TEST(PortDiscovery, PortsOutsideTheirRangeAreReported) {
     DiagnosticsCapture capture;
     const auto manager = DefaultBench();
     CIOconfiguration configuration;
-    EXPECT_ANY_THROW(FindGPIBPort(4, configuration, *manager));
-    EXPECT_ANY_THROW(FindRS232Port(0, configuration, *manager));
+    EXPECT_ANY_THROW(configuration.FindGPIBPort(4, *manager));
+    EXPECT_ANY_THROW(configuration.FindRS232Port(0, *manager));
     EXPECT_TRUE(capture.hasReportWith({"Assertion: (gpib_portFind >= GPIB_PORT.First And gpib_portFind <= "
                                        "GPIB_PORT.Last)",
                                        "Function: FindGPIBPort"}));

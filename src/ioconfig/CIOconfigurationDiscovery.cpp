@@ -1,14 +1,13 @@
-#include "discovery/PortDiscovery.h"
+#include "ioconfig/CIOconfiguration.h"
 
 #include "control/Diagnostics.h"
 #include "control/TavrelError.h"
-#include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOManager.h"
 
 namespace {
 
 using IO = CIOconfiguration;
-const QString kClassName = QStringLiteral("CIOConfiguration");
+const QString kDiagnosticsClass = QStringLiteral("CIOConfiguration");
 
 // The address in an entry of the listing, or -1 for an entry without a valid one (which the
 // lookups skip rather than fail on).
@@ -26,10 +25,11 @@ QString PortString(const CIOconfiguration& configuration, int port, bool gpib) {
 
 } // namespace
 
-bool FindGPIBPort(int port, CIOconfiguration& configuration, const CorvaneIOUtilsLib::IOManager& manager) {
+bool CIOconfiguration::FindGPIBPort(int port, const CorvaneIOUtilsLib::IOManager& manager) {
+    CIOconfiguration& configuration = *this;
     ReportAssertion(port >= IO::kFirstGPIBPort && port <= IO::kLastGPIBPort,
                     QStringLiteral("(gpib_portFind >= GPIB_PORT.First And gpib_portFind <= GPIB_PORT.Last)"),
-                    kClassName, QStringLiteral("FindGPIBPort"));
+                    kDiagnosticsClass, QStringLiteral("FindGPIBPort"));
     for (int address = IO::kFirstGPIBAddress; address <= IO::kLastGPIBAddress; ++address)
         configuration.SetGPIBAddressExists(port, address, false);
 
@@ -43,19 +43,20 @@ bool FindGPIBPort(int port, CIOconfiguration& configuration, const CorvaneIOUtil
     return found;
 }
 
-bool FindRS232Port(int port, const CIOconfiguration& configuration,
-                   const CorvaneIOUtilsLib::IOManager& manager) {
+bool CIOconfiguration::FindRS232Port(int port, const CorvaneIOUtilsLib::IOManager& manager) const {
+    const CIOconfiguration& configuration = *this;
     ReportAssertion(
         port >= IO::kFirstRS232Port && port <= IO::kLastRS232Port,
         QStringLiteral("(rs232_portFind >= RS232_PORT.First And rs232_portFind <= RS232_PORT.Last)"),
-        kClassName, QStringLiteral("FindRS232Port"));
+        kDiagnosticsClass, QStringLiteral("FindRS232Port"));
     const QString portString = PortString(configuration, port, false);
     for (const QString& entry : manager.FindRsrc(QStringLiteral("COM%1").arg(port)))
         if (entry.contains(portString, Qt::CaseInsensitive)) return true;
     return false;
 }
 
-void RefreshPorts(CIOconfiguration& configuration, const CorvaneIOUtilsLib::IOManager& manager) {
+void CIOconfiguration::RefreshPorts(const CorvaneIOUtilsLib::IOManager& manager) {
+    CIOconfiguration& configuration = *this;
     for (int port = IO::kFirstRS232Port; port <= IO::kLastRS232Port; ++port)
         configuration.SetRS232PortExists(port, false);
     for (const QString& entry : manager.FindRsrc(QStringLiteral("COM*")))
