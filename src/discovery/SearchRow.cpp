@@ -3,6 +3,7 @@
 #include "control/Diagnostics.h"
 #include "control/Localization.h"
 #include "control/TavrelError.h"
+#include "control/TextUtil.h"
 #include "discovery/CQueryInstrument.h"
 #include "discovery/IdentificationMessage.h"
 
@@ -11,16 +12,6 @@ namespace {
 const QString kPageClass = QStringLiteral("TavrelPPSrchIO");
 const QString kModelWord = QStringLiteral("MODEL");
 
-// Blanks only: other white space belongs to the reply.
-QString TrimBlanks(const QString& text) {
-    qsizetype first = 0;
-    qsizetype last = text.size();
-    while (first < last && text.at(first) == u' ')
-        ++first;
-    while (last > first && text.at(last - 1) == u' ')
-        --last;
-    return text.mid(first, last - first);
-}
 
 } // namespace
 
