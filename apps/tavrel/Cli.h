@@ -34,6 +34,7 @@ struct Command {
     QString usage; // "ADDRESS [--dtr-only]"
     QString summary;
     CommandHandler run;
+    bool needsGui = false; // draws text or images: runs in a (headless) GUI application
 };
 
 // Each command group registers its commands here.

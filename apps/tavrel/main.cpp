@@ -6,8 +6,9 @@
 
 #include <QFile>
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QJsonObject>
+#include <memory>
 
 namespace {
 
@@ -48,12 +49,12 @@ const Command* findCommand(const QList<Command>& commands, QStringList& args) {
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("tavrel"));
     const QList<Command> commands = allCommands();
-
     CliContext context;
-    QStringList args = app.arguments().mid(1);
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args.append(QString::fromLocal8Bit(argv[i]));
+    std::unique_ptr<QCoreApplication> app;
     try {
         // Global options come before the command.
         while (!args.isEmpty() && args.first().startsWith(QStringLiteral("--"))) {
@@ -84,6 +85,14 @@ int main(int argc, char** argv) {
             return 2;
         }
         context.args = args;
+        if (command->needsGui) {
+            // Plots and screen images need fonts and image plugins, not a display.
+            if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+            app = std::make_unique<QGuiApplication>(argc, argv);
+        } else {
+            app = std::make_unique<QCoreApplication>(argc, argv);
+        }
+        QCoreApplication::setApplicationName(QStringLiteral("tavrel"));
         return command->run(context);
     } catch (const UsageError& e) {
         context.printError(QStringLiteral("tavrel: %1").arg(QString::fromStdString(e.what())));

@@ -1,14 +1,17 @@
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-// Tests run inside a Qt application object so that timers, sockets and resources work headless.
+// Tests run inside a Qt application object so that timers, sockets, resources, fonts and images
+// work headless (the offscreen platform needs no display).
 // Each test process gets a temporary directory of its own, so that the diagnostics' log files of
 // tests running side by side never meet.
 int main(int argc, char** argv) {
     QTemporaryDir temporary;
     if (temporary.isValid()) qputenv("TMPDIR", QFile::encodeName(temporary.path()));
-    QCoreApplication app(argc, argv);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
