@@ -6,6 +6,7 @@
 #include "discovery/PortProbe.h"
 #include "iolib/IOManager.h"
 
+#include <QThread>
 #include <climits>
 #include <vector>
 
@@ -165,20 +166,29 @@ SearchResult InstrumentSearch::execute() {
     auto probe = [&](qsizetype i) {
         outcomes[i] = ProbePort(tasks.at(i), configuration, m_manager, m_delayMs, monitor);
     };
-    if (m_concurrent && tasks.size() > 1) {
-        const CallerContext context = CallerContext::capture();
-        std::vector<std::thread> workers;
+    // Probes run in threads that Qt started, whatever thread runs the search: the serial and LAN
+    // backends use Qt objects that need one. Sequentially, one thread probes the ports in turn.
+    const CallerContext context = CallerContext::capture();
+    const auto worker = [&](auto body) {
+        return std::unique_ptr<QThread>(QThread::create([body, context] {
+            context.apply();
+            body();
+        }));
+    };
+    std::vector<std::unique_ptr<QThread>> workers;
+    if (m_concurrent) {
         for (qsizetype i = 0; i < tasks.size(); ++i)
-            workers.emplace_back([&, i, context] {
-                context.apply();
-                probe(i);
-            });
-        for (std::thread& worker : workers)
-            worker.join();
+            workers.push_back(worker([&probe, i] { probe(i); }));
     } else {
-        for (qsizetype i = 0; i < tasks.size(); ++i)
-            probe(i);
+        workers.push_back(worker([&] {
+            for (qsizetype i = 0; i < tasks.size(); ++i)
+                probe(i);
+        }));
     }
+    for (auto& thread : workers)
+        thread->start();
+    for (auto& thread : workers)
+        thread->wait();
 
     // Ports that are not searched are never reported as empty.
     for (int port = IO::kFirstRS232Port; port <= IO::kLastRS232Port; ++port)
