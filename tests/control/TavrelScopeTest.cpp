@@ -3,6 +3,7 @@
 #include "control/PropertyPagesSeam.h"
 #include "control/TavrelError.h"
 #include "hosting/MemoryPropertyBag.h"
+#include "support/Errors.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

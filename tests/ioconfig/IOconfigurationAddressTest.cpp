@@ -2,20 +2,13 @@
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOUtilsEnums.h"
 
+#include "support/Errors.h"
+
 #include <gtest/gtest.h>
 
 using namespace CorvaneIOUtilsLib;
 
 namespace {
-
-template <typename Call> qint32 errorOf(Call&& call) {
-    try {
-        call();
-    } catch (const TavrelError& error) {
-        return error.number();
-    }
-    return 0;
-}
 
 constexpr qint32 kInvalid = ErrorNumber::InvalidPropertyValue;
 
@@ -77,7 +70,7 @@ TEST(IOconfigurationAddress, RS232StringsBecomeCanonicalOrAreRefusedLeavingEvery
         io.SetActivePortGPIBAddress(12);
         io.SetRS232BaudRate(2, 38400);
         const State before = stateOf(io);
-        const qint32 error = errorOf([&] { io.SetActiveAddressString(QString::fromLatin1(c.given)); });
+        const qint32 error = ErrorNumberOf([&] { io.SetActiveAddressString(QString::fromLatin1(c.given)); });
         if (c.canonical) {
             EXPECT_EQ(error, 0);
             EXPECT_EQ(io.ActiveAddressString(), QString::fromLatin1(c.canonical));
@@ -114,7 +107,7 @@ TEST(IOconfigurationAddress, DTROnlyRefusesEverythingThatMeansXonXoff) {
         SCOPED_TRACE(c.given);
         CIOconfiguration io;
         io.SetDTROnly(true);
-        EXPECT_EQ(errorOf([&] { io.SetActiveAddressString(QString::fromLatin1(c.given)); }),
+        EXPECT_EQ(ErrorNumberOf([&] { io.SetActiveAddressString(QString::fromLatin1(c.given)); }),
                   c.canonical ? 0 : kInvalid);
         EXPECT_EQ(io.ActiveAddressString(),
                   QString::fromLatin1(c.canonical ? c.canonical : "GPIB0::7::INSTR"));
@@ -160,7 +153,7 @@ TEST(IOconfigurationAddress, GPIBInstrumentAddressTakesOneOrTwoDigitsUpTo30) {
     const CIOconfiguration io;
     for (const auto& c : cases) {
         int address = -1;
-        EXPECT_EQ(errorOf([&] { address = io.GPIBInstrumentAddress(QString::fromLatin1(c.address)); }),
+        EXPECT_EQ(ErrorNumberOf([&] { address = io.GPIBInstrumentAddress(QString::fromLatin1(c.address)); }),
                   c.expected < 0 ? kInvalid : 0)
             << c.address;
         EXPECT_EQ(address, c.expected) << c.address;

@@ -3,21 +3,14 @@
 #include "iolib/IOUtilsEnums.h"
 #include "support/DiagnosticsCapture.h"
 
+#include "support/Errors.h"
 #include <functional>
+
 #include <gtest/gtest.h>
 
 using namespace CorvaneIOUtilsLib;
 
 namespace {
-
-template <typename Call> qint32 errorOf(Call&& call) {
-    try {
-        call();
-    } catch (const TavrelError& error) {
-        return error.number();
-    }
-    return 0;
-}
 
 constexpr qint32 kInvalid = ErrorNumber::InvalidPropertyValue;
 constexpr qint32 kSubscript = ErrorNumber::SubscriptOutOfRange;
@@ -65,7 +58,7 @@ TEST(IOconfigurationModel, ActiveIOPortTakesOnlyGPIB0To3AndCOM1To4) {
     };
     for (const auto& c : cases) {
         IO io;
-        EXPECT_EQ(errorOf([&] { io.SetActiveIOPort(QString::fromLatin1(c.given)); }),
+        EXPECT_EQ(ErrorNumberOf([&] { io.SetActiveIOPort(QString::fromLatin1(c.given)); }),
                   c.address ? 0 : kInvalid)
             << c.given;
         const QString address = QString::fromLatin1(c.address ? c.address : "GPIB0::7::INSTR");
@@ -94,7 +87,7 @@ TEST(IOconfigurationModel, ActivePortSettersAcceptOnlyTheirValueSets) {
         IO io;
         io.SetActiveIOPort(QStringLiteral("COM2"));
         const QVariant before = io.DataAsVariant();
-        EXPECT_EQ(errorOf([&] { c.set(io); }), c.address ? 0 : kInvalid);
+        EXPECT_EQ(ErrorNumberOf([&] { c.set(io); }), c.address ? 0 : kInvalid);
         EXPECT_EQ(io.ActiveAddressString(), QString::fromLatin1(c.address ? c.address : "COM2"));
         if (!c.address) {
             EXPECT_EQ(io.DataAsVariant(), before);
@@ -106,8 +99,8 @@ TEST(IOconfigurationModel, ActivePortSerialGettersReadTheCOMEntryNumberedLikeAGP
     IO io;
     io.SetRS232BaudRate(2, 38400);
     io.SetRS232Handshake(2, RS232_HandShake_DTR_DSR);
-    EXPECT_EQ(errorOf([&] { io.ActivePortBaudRate(); }), kSubscript); // GPIB0: there is no COM0
-    EXPECT_EQ(errorOf([&] { io.ActivePortHandshake(); }), kSubscript);
+    EXPECT_EQ(ErrorNumberOf([&] { io.ActivePortBaudRate(); }), kSubscript); // GPIB0: there is no COM0
+    EXPECT_EQ(ErrorNumberOf([&] { io.ActivePortHandshake(); }), kSubscript);
     io.SetActiveIOPort(QStringLiteral("GPIB2"));
     EXPECT_EQ(io.ActivePortBaudRate(), 38400);
     EXPECT_EQ(io.ActivePortHandshake(), RS232_HandShake_DTR_DSR);
@@ -125,7 +118,7 @@ TEST(IOconfigurationModel, IndexesOutsideTheirRangesRaiseSubscriptErrors) {
     };
     for (const auto& call : calls) {
         IO io;
-        EXPECT_EQ(errorOf([&] { call(io); }), kSubscript);
+        EXPECT_EQ(ErrorNumberOf([&] { call(io); }), kSubscript);
     }
 }
 
@@ -145,7 +138,7 @@ TEST(IOconfigurationModel, PortStringsAndIndexes) {
         [&] { io.RS232PortIndex("COMx"); }, [&] { io.RS232PortIndex("COM5"); },
     };
     for (const auto& call : refused)
-        EXPECT_EQ(errorOf(call), kInvalid);
+        EXPECT_EQ(ErrorNumberOf(call), kInvalid);
 }
 
 TEST(IOconfigurationModel, DTROnlyForcesDTRDSROnceAndLeavesItWhenTurnedOff) {
@@ -234,7 +227,7 @@ TEST(IOconfigurationModel, RefusalsReportTheirConditionUnderTheirProcedure) {
     for (const auto& c : cases) {
         DiagnosticsCapture capture;
         IO io;
-        errorOf([&] { c.act(io); });
+        ErrorNumberOf([&] { c.act(io); });
         QStringList lines{QStringLiteral("Assertion: ") + c.condition,
                           QStringLiteral("File: CIOConfiguration"),
                           QStringLiteral("Function: ") + c.procedure};
@@ -248,6 +241,6 @@ TEST(IOconfigurationModel, RefusalsReportTheirConditionUnderTheirProcedure) {
     io.SetActiveAddressString(QStringLiteral("COM2::Baud=19200,Handshake=DTR_DSR"));
     io.ActiveAutomationServerAddress();
     IO().Copy(io);
-    errorOf([&] { io.GPIBPortExists(4); });
+    ErrorNumberOf([&] { io.GPIBPortExists(4); });
     EXPECT_TRUE(capture.reports.isEmpty());
 }

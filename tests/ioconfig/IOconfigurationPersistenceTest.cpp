@@ -4,20 +4,13 @@
 #include "iolib/IOUtilsEnums.h"
 #include "support/DiagnosticsCapture.h"
 
+#include "support/Errors.h"
+
 #include <gtest/gtest.h>
 
 using namespace CorvaneIOUtilsLib;
 
 namespace {
-
-template <typename Call> qint32 errorOf(Call&& call) {
-    try {
-        call();
-    } catch (const TavrelError& error) {
-        return error.number();
-    }
-    return 0;
-}
 
 constexpr qint32 kInvalid = ErrorNumber::InvalidPropertyValue;
 using IO = CIOconfiguration;
@@ -104,7 +97,7 @@ TEST(IOconfigurationPersistence, WrongLengthIsRefusedAfterIDAndDTROnlyAreTaken) 
         bag.set(QStringLiteral("DTROnly"), true);
         bag.set(QStringLiteral("SearchCriteria"), QByteArray(size, '\1'));
         IO io;
-        EXPECT_EQ(errorOf([&] { io.ReadProperties(bag); }), kInvalid);
+        EXPECT_EQ(ErrorNumberOf([&] { io.ReadProperties(bag); }), kInvalid);
         EXPECT_EQ(io.ActiveAddressInstrumentID(), QStringLiteral("ID"));
         EXPECT_TRUE(io.DTROnly());
         EXPECT_FALSE(io.GPIBPortExists(0));
@@ -121,7 +114,7 @@ TEST(IOconfigurationPersistence, ReaderTakesAnyNonZeroByteAsTrueAndRefusesOversi
     MemoryPropertyBag bag;
     bag.set(QStringLiteral("SearchCriteria"), bytes);
     IO io;
-    EXPECT_EQ(errorOf([&] { io.ReadProperties(bag); }), kInvalid);
+    EXPECT_EQ(ErrorNumberOf([&] { io.ReadProperties(bag); }), kInvalid);
     EXPECT_TRUE(io.GPIBPortExists(0));
     EXPECT_EQ(io.RS232BaudRate(1), 115200);
 }
@@ -160,7 +153,7 @@ TEST(IOconfigurationPersistence, DataAsVariantRefusesBadShapesAndSerialValues) {
     for (const auto& c : cases) {
         DiagnosticsCapture capture;
         IO io;
-        EXPECT_EQ(errorOf([&] { io.SetDataAsVariant(c.data); }), kInvalid);
+        EXPECT_EQ(ErrorNumberOf([&] { io.SetDataAsVariant(c.data); }), kInvalid);
         EXPECT_TRUE(capture.hasReportWith(
             {"Invalid property value.", "Function: Let DataAsVariant", "Location: CatchError"}));
         if (c.location) {
@@ -173,7 +166,7 @@ TEST(IOconfigurationPersistence, DataAsVariantRefusesBadShapesAndSerialValues) {
     QVariantList data = withSerialEntry(2, {2400, 1, 7});
     data[0] = QVariantList{true, false, false, false};
     IO io;
-    EXPECT_EQ(errorOf([&] { io.SetDataAsVariant(data); }), kInvalid);
+    EXPECT_EQ(ErrorNumberOf([&] { io.SetDataAsVariant(data); }), kInvalid);
     EXPECT_TRUE(io.GPIBPortExists(0));
     EXPECT_EQ(io.RS232Handshake(3), RS232_HandShake_XON_XOFF);
 }
