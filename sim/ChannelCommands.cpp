@@ -15,6 +15,12 @@ void addChannelCommands(ScpiCommandTable& t) {
         -ScopeState::MaxChannelOffset, ScopeState::MaxChannelOffset);
     addChoiceSetting(t, ":CHANnel#:COUPling", n,
                      [=](ScopeState& s, int i) -> int& { return ch(s, i).coupling; }, {"DC", "AC", "GND"});
+    const auto& probes = ScopeState::ProbeValues;
+    addRealSetting(
+        t, ":CHANnel#:PROBe", n, [=](ScopeState& s, int i) -> double& { return ch(s, i).probe; },
+        probes.front(), probes.back(), QList<double>(probes.begin(), probes.end()));
+    addChoiceSetting(t, ":CHANnel#:PROBe:MODE", n,
+                     [=](ScopeState& s, int i) -> int& { return ch(s, i).probeMode; }, {"AUTO", "MANual"});
 }
 
 } // namespace tavrelsim

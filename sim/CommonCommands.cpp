@@ -9,20 +9,6 @@ namespace {
 
 using Form = ScpiCommandTable::Form;
 
-// A query without parameters that answers one value.
-void addQuery(ScpiCommandTable& t, const char* header, std::function<QByteArray(TavrelScope&)> answer) {
-    t.add(header, Form::Query, [answer](TavrelScope& scope, const ScpiCall& call) {
-        if (scope.expectArgs(call, 0)) scope.reply(answer(scope));
-    });
-}
-
-// A command without parameters.
-void addAction(ScpiCommandTable& t, const char* header, std::function<void(TavrelScope&)> action) {
-    t.add(header, Form::Set, [action](TavrelScope& scope, const ScpiCall& call) {
-        if (scope.expectArgs(call, 0)) action(scope);
-    });
-}
-
 // An 8-bit enable register (*ESE, *SRE).
 void addRegister(ScpiCommandTable& t, const char* header, int ScpiStatus::*reg) {
     t.add(header, Form::SetAndQuery, [reg](TavrelScope& scope, const ScpiCall& call) {
@@ -43,7 +29,7 @@ void addRegister(ScpiCommandTable& t, const char* header, int ScpiStatus::*reg) 
 
 void addCommonCommands(ScpiCommandTable& t) {
     addQuery(t, "*IDN", [](TavrelScope& s) { return s.idn(); });
-    addAction(t, "*RST", [](TavrelScope& s) { s.state() = ScopeState::defaults(); });
+    addAction(t, "*RST", [](TavrelScope& s) { s.reset(); });
     addAction(t, "*CLS", [](TavrelScope& s) { s.status().clear(); });
     addAction(t, "*OPC", [](TavrelScope& s) { s.status().setOperationComplete(); });
     addQuery(t, "*OPC", [](TavrelScope&) { return QByteArray("1"); });

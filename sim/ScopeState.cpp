@@ -1,69 +1,195 @@
 #include "sim/ScopeState.h"
 
+#include "sim/StateCodec.h"
+
 #include <QList>
-#include <QtEndian>
-#include <bit>
+#include <algorithm>
 #include <cmath>
-#include <functional>
 
 namespace tavrelsim {
 namespace {
 
-class Writer {
-public:
-    void u8(quint8 v) { m_b.append(char(v)); }
-    void u32(quint32 v) {
-        char b[4];
-        qToBigEndian(v, b);
-        m_b.append(b, 4);
-    }
-    void real(double v) {
-        char b[8];
-        qToBigEndian(std::bit_cast<quint64>(v), b);
-        m_b.append(b, 8);
-    }
-    void bytes(const QByteArray& v) { m_b.append(v); }
-    // A tagged section: tag, big-endian length, contents.
-    void section(const char (&tag)[5], const std::function<void(Writer&)>& body) {
-        Writer inner;
-        body(inner);
-        m_b.append(tag, 4);
-        u32(quint32(inner.m_b.size()));
-        m_b.append(inner.m_b);
-    }
-    QByteArray data() const { return m_b; }
-
-private:
-    QByteArray m_b;
-};
-
-class Reader {
-public:
-    explicit Reader(const QByteArray& b) : m_b(b) {}
-    bool ok() const { return m_ok; }
-    bool atEnd() const { return m_pos >= m_b.size(); }
-    QByteArray take(qsizetype n) {
-        if (!m_ok || n < 0 || n > m_b.size() - m_pos) {
-            m_ok = false;
-            return QByteArray(8, '\0'); // enough for any scalar read; the caller checks ok()
-        }
-        const QByteArray v = m_b.mid(m_pos, n);
-        m_pos += n;
-        return v;
-    }
-    quint8 u8() { return quint8(take(1).at(0)); }
-    quint32 u32() { return qFromBigEndian<quint32>(take(4).constData()); }
-    double real() { return std::bit_cast<double>(qFromBigEndian<quint64>(take(8).constData())); }
-
-private:
-    const QByteArray& m_b;
-    qsizetype m_pos = 0;
-    bool m_ok = true;
-};
-
 bool within(double v, double lo, double hi) {
     return std::isfinite(v) && v >= lo && v <= hi;
 }
+
+template <typename T, size_t N> bool listed(const std::array<T, N>& values, T v) {
+    return std::find(values.begin(), values.end(), v) != values.end();
+}
+
+// One tagged section: how it is written and read back. read returns false for a value the
+// instrument could not have had.
+struct Section {
+    const char* tag;
+    bool required; // the first format's sections; later ones may be missing from an old string
+    void (*write)(const ScopeState&, StateWriter&);
+    bool (*read)(ScopeState&, StateReader&);
+};
+
+const Section Sections[] = {
+    {"CHAN", true,
+     [](const ScopeState& s, StateWriter& w) {
+         w.u8(ScopeState::ChannelCount);
+         for (const ChannelState& c : s.channels) {
+             w.u8(c.display ? 1 : 0);
+             w.real(c.scale);
+             w.real(c.offset);
+             w.u8(quint8(c.coupling));
+         }
+     },
+     [](ScopeState& s, StateReader& r) {
+         if (r.u8() != ScopeState::ChannelCount) return false;
+         for (ChannelState& c : s.channels) {
+             const quint8 display = r.u8();
+             c.scale = r.real();
+             c.offset = r.real();
+             c.coupling = r.u8();
+             c.display = display == 1;
+             if (display > 1 || c.coupling > ChannelState::GND ||
+                 !within(c.scale, ScopeState::MinChannelScale, ScopeState::MaxChannelScale) ||
+                 !within(c.offset, -ScopeState::MaxChannelOffset, ScopeState::MaxChannelOffset))
+                 return false;
+         }
+         return true;
+     }},
+    {"TIMB", true,
+     [](const ScopeState& s, StateWriter& w) {
+         w.real(s.timebase.scale);
+         w.real(s.timebase.position);
+     },
+     [](ScopeState& s, StateReader& r) {
+         s.timebase.scale = r.real();
+         s.timebase.position = r.real();
+         return within(s.timebase.scale, ScopeState::MinTimebaseScale, ScopeState::MaxTimebaseScale) &&
+                within(s.timebase.position, -ScopeState::MaxTimebasePosition,
+                       ScopeState::MaxTimebasePosition);
+     }},
+    {"DISP", true,
+     [](const ScopeState& s, StateWriter& w) {
+         for (quint8 v : s.intensityMap)
+             w.u8(v);
+     },
+     [](ScopeState& s, StateReader& r) {
+         for (quint8& v : s.intensityMap)
+             v = r.u8();
+         return true;
+     }},
+    {"PROB", false,
+     [](const ScopeState& s, StateWriter& w) {
+         for (const ChannelState& c : s.channels) {
+             w.real(c.probe);
+             w.u8(quint8(c.probeMode));
+         }
+     },
+     [](ScopeState& s, StateReader& r) {
+         for (ChannelState& c : s.channels) {
+             c.probe = r.real();
+             c.probeMode = r.u8();
+             if (!listed(ScopeState::ProbeValues, c.probe) || c.probeMode > ChannelState::ProbeManual)
+                 return false;
+         }
+         return true;
+     }},
+    {"TBMR", false,
+     [](const ScopeState& s, StateWriter& w) {
+         w.u8(quint8(s.timebase.mode));
+         w.u8(quint8(s.timebase.reference));
+     },
+     [](ScopeState& s, StateReader& r) {
+         s.timebase.mode = r.u8();
+         s.timebase.reference = r.u8();
+         return s.timebase.mode <= TimebaseState::XY && s.timebase.reference <= TimebaseState::Right;
+     }},
+    {"ACQU", false,
+     [](const ScopeState& s, StateWriter& w) {
+         w.u8(quint8(s.acquire.type));
+         w.u32(quint32(s.acquire.count));
+         w.u32(quint32(s.acquire.points));
+     },
+     [](ScopeState& s, StateReader& r) {
+         s.acquire.type = r.u8();
+         s.acquire.count = int(r.u32());
+         s.acquire.points = int(r.u32());
+         return s.acquire.type <= AcquireState::Auto && listed(ScopeState::CountValues, s.acquire.count) &&
+                s.acquire.points >= ScopeState::MinRecordPoints &&
+                s.acquire.points <= ScopeState::MaxRecordPoints;
+     }},
+    {"TRIG", false,
+     [](const ScopeState& s, StateWriter& w) {
+         w.u8(quint8(s.trigger.mode));
+         w.u8(quint8(s.trigger.source));
+         w.real(s.trigger.level);
+         w.u8(quint8(s.trigger.slope));
+         w.u8(quint8(s.trigger.coupling));
+     },
+     [](ScopeState& s, StateReader& r) {
+         TriggerState& t = s.trigger;
+         t.mode = r.u8();
+         t.source = r.u8();
+         t.level = r.real();
+         t.slope = r.u8();
+         t.coupling = r.u8();
+         using namespace ScopeSource;
+         return t.mode <= TriggerState::AutoLevel && valid(t.source, Channels | ExternalAndLine | Bits) &&
+                within(t.level, -ScopeState::MaxTriggerLevel, ScopeState::MaxTriggerLevel) &&
+                t.slope <= TriggerState::Negative && t.coupling <= TriggerState::AC;
+     }},
+    {"MEAS", false, [](const ScopeState& s, StateWriter& w) { w.u8(quint8(s.measureSource)); },
+     [](ScopeState& s, StateReader& r) {
+         s.measureSource = r.u8();
+         return ScopeSource::isChannel(s.measureSource);
+     }},
+    {"PODS", false,
+     [](const ScopeState& s, StateWriter& w) {
+         for (const PodState& p : s.pods) {
+             w.u8(p.display ? 1 : 0);
+             w.real(p.threshold);
+         }
+     },
+     [](ScopeState& s, StateReader& r) {
+         for (PodState& p : s.pods) {
+             const quint8 display = r.u8();
+             p.display = display == 1;
+             p.threshold = r.real();
+             if (display > 1 ||
+                 !within(p.threshold, -ScopeState::MaxPodThreshold, ScopeState::MaxPodThreshold))
+                 return false;
+         }
+         return true;
+     }},
+    {"WAVE", false,
+     [](const ScopeState& s, StateWriter& w) {
+         w.u8(quint8(s.waveform.source));
+         w.u8(quint8(s.waveform.format));
+         w.u8(quint8(s.waveform.byteOrder));
+         w.u32(quint32(s.waveform.points));
+     },
+     [](ScopeState& s, StateReader& r) {
+         WaveformState& wf = s.waveform;
+         wf.source = r.u8();
+         wf.format = r.u8();
+         wf.byteOrder = r.u8();
+         wf.points = int(r.u32());
+         using namespace ScopeSource;
+         return valid(wf.source, Channels | Pods | LogicWord) && wf.format <= WaveformState::Ascii &&
+                wf.byteOrder <= WaveformState::MsbFirst &&
+                (wf.points == WaveformState::MaximumPoints ||
+                 (wf.points >= ScopeState::MinRecordPoints && wf.points <= ScopeState::MaxRecordPoints));
+     }},
+    {"TRAC", false,
+     [](const ScopeState& s, StateWriter& w) {
+         for (bool on : s.traceDisplay)
+             w.u8(on ? 1 : 0);
+     },
+     [](ScopeState& s, StateReader& r) {
+         for (bool& on : s.traceDisplay) {
+             const quint8 v = r.u8();
+             if (v > 1) return false;
+             on = v == 1;
+         }
+         return true;
+     }},
+};
 
 } // namespace
 
@@ -76,30 +202,20 @@ ScopeState ScopeState::defaults() {
 }
 
 QByteArray ScopeState::serialize() const {
-    Writer w;
-    w.section("CHAN", [this](Writer& s) {
-        s.u8(ChannelCount);
-        for (const ChannelState& c : channels) {
-            s.u8(c.display ? 1 : 0);
-            s.real(c.scale);
-            s.real(c.offset);
-            s.u8(quint8(c.coupling));
-        }
-    });
-    w.section("TIMB", [this](Writer& s) {
-        s.real(timebaseScale);
-        s.real(timebasePosition);
-    });
-    w.section("DISP", [this](Writer& s) {
-        for (quint8 v : intensityMap)
-            s.u8(v);
-    });
+    StateWriter w;
+    for (const Section& section : Sections) {
+        StateWriter body;
+        section.write(*this, body);
+        w.bytes(QByteArray(section.tag, 4));
+        w.u32(quint32(body.data().size()));
+        w.bytes(body.data());
+    }
     return w.data();
 }
 
 std::optional<ScopeState> ScopeState::deserialize(const QByteArray& data) {
-    ScopeState s;
-    Reader r(data);
+    ScopeState s = defaults();
+    StateReader r(data);
     QList<QByteArray> seen;
     while (r.ok() && !r.atEnd()) {
         const QByteArray tag = r.take(4);
@@ -107,35 +223,16 @@ std::optional<ScopeState> ScopeState::deserialize(const QByteArray& data) {
         const QByteArray body = r.take(qsizetype(length));
         if (!r.ok() || seen.contains(tag)) return std::nullopt;
         seen.append(tag);
-        Reader b(body);
-        if (tag == "CHAN") {
-            if (b.u8() != ChannelCount) return std::nullopt;
-            for (ChannelState& c : s.channels) {
-                const quint8 display = b.u8();
-                c.scale = b.real();
-                c.offset = b.real();
-                c.coupling = b.u8();
-                if (display > 1 || c.coupling > ChannelState::GND ||
-                    !within(c.scale, MinChannelScale, MaxChannelScale) ||
-                    !within(c.offset, -MaxChannelOffset, MaxChannelOffset))
-                    return std::nullopt;
-                c.display = display == 1;
-            }
-        } else if (tag == "TIMB") {
-            s.timebaseScale = b.real();
-            s.timebasePosition = b.real();
-            if (!within(s.timebaseScale, MinTimebaseScale, MaxTimebaseScale) ||
-                !within(s.timebasePosition, -MaxTimebasePosition, MaxTimebasePosition))
-                return std::nullopt;
-        } else if (tag == "DISP") {
-            for (quint8& v : s.intensityMap)
-                v = b.u8();
-        } else {
-            return std::nullopt;
-        }
-        if (!b.ok() || !b.atEnd()) return std::nullopt;
+        const Section* section = std::find_if(std::begin(Sections), std::end(Sections),
+                                              [&](const Section& x) { return tag == x.tag; });
+        if (section == std::end(Sections)) return std::nullopt;
+        StateReader b(body);
+        if (!section->read(s, b) || !b.ok() || !b.atEnd()) return std::nullopt;
     }
-    if (!r.ok() || seen.size() != 3) return std::nullopt;
+    if (!r.ok()) return std::nullopt;
+    for (const Section& section : Sections) {
+        if (section.required && !seen.contains(section.tag)) return std::nullopt;
+    }
     return s;
 }
 

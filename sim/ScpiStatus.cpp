@@ -32,6 +32,8 @@ QByteArray ScpiError::text(int code) {
         return "Data out of range";
     case IllegalParameterValue:
         return "Illegal parameter value";
+    case DataStale:
+        return "Data corrupt or stale";
     case QueueOverflow:
         return "Queue overflow";
     default:

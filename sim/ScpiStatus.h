@@ -21,6 +21,7 @@ enum Code {
     InvalidBlockData = -161,
     DataOutOfRange = -222,
     IllegalParameterValue = -224,
+    DataStale = -230, // no waveform acquired yet
     QueueOverflow = -350,
 };
 QByteArray text(int code);

@@ -3,6 +3,7 @@
 #include "sim/ScpiStatus.h"
 
 #include <QRegularExpression>
+#include <charconv>
 #include <cmath>
 
 namespace tavrelsim {
@@ -75,7 +76,31 @@ int ScpiValues::toChoice(const ScpiArg& arg, const QList<QByteArray>& choices, i
 }
 
 QByteArray ScpiValues::formatReal(double v) {
-    return QString::asprintf("%+.6E", v).toLatin1();
+    char buffer[32];
+    return QByteArray(buffer, writeReal(buffer, v) - buffer);
+}
+
+char* ScpiValues::writeReal(char* out, double v) {
+    // std::to_chars is many times faster than printf, which matters for a million ASCii values.
+    if (!(v < 0) && !std::signbit(v)) *out++ = '+';
+    char* end = std::to_chars(out, out + 15, v, std::chars_format::scientific, 6).ptr;
+    for (char* c = out; c < end; ++c) {
+        if (*c == 'e') *c = 'E';
+    }
+    return end;
+}
+
+QByteArray ScpiValues::formatExactReal(double v) {
+    char buffer[40];
+    char* end = std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::scientific).ptr;
+    QByteArray text(buffer, end - buffer); // shortest exact form, like "1.220703125e-04" or "1e-08"
+    const qsizetype e = text.indexOf('e');
+    QByteArray mantissa = text.left(e), exponent = text.mid(e + 1);
+    if (!mantissa.contains('.')) mantissa += '.';
+    while (mantissa.size() - mantissa.indexOf('.') - 1 < 6)
+        mantissa += '0';
+    if (!mantissa.startsWith('-')) mantissa.prepend('+');
+    return mantissa + 'E' + exponent;
 }
 
 } // namespace tavrelsim

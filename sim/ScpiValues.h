@@ -19,6 +19,10 @@ public:
     static bool matchesMnemonic(const QByteArray& word, const QByteArray& mnemonic);
 
     static QByteArray formatReal(double v); // "+5.000000E-01"
+    // As formatReal, with as many more digits as it takes to give v back exactly: "+1.220703125E-04".
+    static QByteArray formatExactReal(double v);
+    // formatReal into out, which has room for 16 characters; returns the end.
+    static char* writeReal(char* out, double v);
     static QByteArray shortForm(const QByteArray& mnemonic);
 };
 

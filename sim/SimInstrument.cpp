@@ -59,7 +59,10 @@ SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool
     while (!m_output.empty() && chunk.data.size() < maxBytes && m_output.front().readyAt <= now) {
         Output& out = m_output.front();
         const qsizetype take = std::min(maxBytes - chunk.data.size(), out.bytes.size() - out.sent);
-        chunk.data.append(out.bytes.constData() + out.sent, take);
+        if (chunk.data.isEmpty() && out.sent == 0 && take == out.bytes.size())
+            chunk.data = out.bytes; // a whole response goes out shared, not copied (a 2 MB block)
+        else
+            chunk.data.append(out.bytes.constData() + out.sent, take);
         out.sent += take;
         if (out.sent < out.bytes.size()) break;
         const bool complete = out.complete;

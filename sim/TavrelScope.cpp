@@ -16,6 +16,14 @@ const ScpiCommandTable& TavrelScope::commands() {
         addSystemCommands(t);
         addChannelCommands(t);
         addTimebaseCommands(t);
+        addAcquireCommands(t);
+        addRunCommands(t);
+        addTriggerCommands(t);
+        addMeasureCommands(t);
+        addPodCommands(t);
+        addWaveformCommands(t);
+        addDisplayCommands(t);
+        addTraceCommands(t);
         return t;
     }();
     return table;
@@ -36,15 +44,29 @@ void TavrelScope::reply(const QByteArray& unit) {
     if (!m_cutShort) m_units.append(unit);
 }
 
+void TavrelScope::reset() {
+    m_state = ScopeState::defaults();
+    m_acquisition.reset();
+}
+
+QByteArray TavrelScope::blockHeader(qsizetype length) {
+    const QByteArray digits = QByteArray::number(length);
+    return '#' + QByteArray::number(digits.size()) + digits;
+}
+
 void TavrelScope::replyBlock(const QByteArray& data) {
-    const QByteArray length = QByteArray::number(data.size());
-    const QByteArray header = '#' + QByteArray::number(length.size()) + length;
+    replyBlockUnit(blockHeader(data.size()) + data);
+}
+
+void TavrelScope::replyBlockUnit(QByteArray block) {
     if (m_faults.truncateBlocks > 0 && !m_cutShort) {
-        m_units.append(header + data.left(std::max<qsizetype>(0, data.size() - m_faults.truncateBlocks)));
+        const qsizetype header = 2 + (block.size() > 1 ? block.at(1) - '0' : 0);
+        block.chop(std::min<qsizetype>(m_faults.truncateBlocks, block.size() - header));
+        m_units.append(block);
         m_cutShort = true; // and then nothing more
         return;
     }
-    reply(header + data);
+    reply(block);
 }
 
 void TavrelScope::fail(int code) {
@@ -84,7 +106,9 @@ SimResponse TavrelScope::execute(const QByteArray& message, bool outputQueued) {
     m_failed = 0;
     SimResponse r;
     if (m_units.isEmpty()) return r;
-    r.bytes = m_units.join(';');
+    // A lone unit (a 2 MB waveform block, say) goes out as it is, not copied by a join.
+    r.bytes = m_units.size() == 1 ? std::move(m_units.first()) : m_units.join(';');
+    m_units.clear();
     if (m_cutShort)
         r.complete = false;
     else

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/AcquisitionControl.h"
 #include "sim/ScopeState.h"
 #include "sim/ScpiStatus.h"
 #include "sim/SimDevice.h"
@@ -7,6 +8,7 @@
 
 #include <QList>
 #include <QString>
+#include <array>
 
 namespace tavrelsim {
 
@@ -32,12 +34,20 @@ public:
     // What the command handlers work on.
     ScopeState& state() { return m_state; }
     ScpiStatus& status() { return m_status; }
+    AcquisitionControl& acquisition() { return m_acquisition; }
+    // Trace memories 1..4 at indexes 0..3; an empty record is a cleared memory.
+    std::array<WaveformRecord, ScopeState::TraceCount>& traces() { return m_traces; }
+    // *RST: default settings, running, nothing acquired. Stored traces stay.
+    void reset();
     const ScopeIdentity& identity() const { return m_id; }
     QByteArray idn() const;
     QByteArray learnString() const;
     bool messageAvailable() const { return m_outputQueued || !m_units.isEmpty(); }
     void reply(const QByteArray& unit);
     void replyBlock(const QByteArray& data);
+    // A whole definite-length block, header included (blockHeader), built by the caller in place.
+    void replyBlockUnit(QByteArray block);
+    static QByteArray blockHeader(qsizetype length);
     // Records an error; a command error (-1xx) also voids the rest of the program message.
     void fail(int code);
     // Checks the parameter count, failing with Missing parameter / Parameter not allowed.
@@ -50,6 +60,8 @@ private:
     SimFaults m_faults;
     ScopeState m_state = ScopeState::defaults();
     ScpiStatus m_status;
+    AcquisitionControl m_acquisition;
+    std::array<WaveformRecord, ScopeState::TraceCount> m_traces;
     QList<QByteArray> m_units;
     bool m_cutShort = false;
     bool m_outputQueued = false;

@@ -130,7 +130,9 @@ void InstrumentBridge::pump() {
             std::lock_guard lock(m_mutex);
             reader = m_reader;
         }
-        const SimReadResult r = reader->read(64 * 1024, 1000);
+        // Whole responses at once: a 2 MB waveform block then costs one hand-over to the socket
+        // instead of one event-loop round per small chunk.
+        const SimReadResult r = reader->read(16 << 20, 1000);
         const bool dropped = r.status == SimReadResult::Dropped && !m_stop;
         if (!r.data.isEmpty() || dropped) deliver(r.data, dropped);
         if (dropped) {

@@ -45,6 +45,53 @@ TEST(LearnString, RoundTripRestoresTheWholeState) {
     EXPECT_EQ(blockData(ask(scope, ":SYST:SET?")), saved);
 }
 
+TEST(LearnString, RoundTripCarriesEverySubsystem) {
+    TavrelScope scope;
+    ask(scope, ":CHAN3:PROB 20;PROB:MODE MAN;:TIM:MODE ROLL;REF RIGHT;:ACQ:TYPE AVER;COUN 32;POIN 5000;"
+               ":TRIG:MODE NORM;SOUR D9;LEV -2.5;SLOP NEG;COUP AC;:MEAS:SOUR CHAN3;:POD2:DISP ON;THR 3.3;"
+               ":WAV:SOUR POD2;FORM ASC;BYT MSBF;POIN MAX;:TRAC4:DISP ON");
+    ASSERT_EQ(ask(scope, ":SYST:ERR?"), "0,\"No error\"\n");
+    const QByteArray saved = blockData(ask(scope, ":SYST:SET?"));
+    const ScopeState changed = scope.state();
+    ask(scope, "*RST");
+    ask(scope, ":SYST:SET " + block(saved));
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), "0,\"No error\"\n");
+    EXPECT_EQ(scope.state(), changed);
+    EXPECT_EQ(ask(scope, ":WAV:POIN?;:TRIG:SOUR?;:TIM:REF?"), "5000;D9;RIGH\n");
+}
+
+// The sections of the first format alone: what an older scope saved.
+QByteArray firstFormatPayload(const ScopeState& state) {
+    const QByteArray all = state.serialize();
+    QByteArray kept;
+    for (qsizetype at = 0; at < all.size();) {
+        const qsizetype length = 8 + qFromBigEndian<quint32>(all.constData() + at + 4);
+        const QByteArray tag = all.mid(at, 4);
+        if (tag == "CHAN" || tag == "TIMB" || tag == "DISP") kept += all.mid(at, length);
+        at += length;
+    }
+    return kept;
+}
+
+QByteArray withPayload(const QByteArray& payload) {
+    QByteArray data =
+        LearnString::encode("TV100A", ScopeState::defaults()).left(LearnString::HeaderSize) + payload;
+    qToBigEndian<quint32>(quint32(payload.size()), data.data() + 24);
+    qToBigEndian<quint32>(LearnString::crc32(payload), data.data() + 28);
+    return data;
+}
+
+TEST(LearnString, OlderStringWithoutTheNewSectionsRestoresTheirDefaults) {
+    TavrelScope scope;
+    ask(scope, ":CHAN2:SCAL 0.2;:TIM:SCAL 2e-6");
+    const QByteArray old = withPayload(firstFormatPayload(scope.state()));
+    ask(scope, ":ACQ:POIN 500;:TRIG:LEV 1;:CHAN2:PROB 10;:CHAN2:SCAL 5");
+    ask(scope, ":SYST:SET " + block(old));
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), "0,\"No error\"\n");
+    EXPECT_EQ(ask(scope, ":CHAN2:SCAL?;PROB?;:TIM:SCAL?;:ACQ:POIN?;:TRIG:LEV?"),
+              "+2.000000E-01;+1.000000E+00;+2.000000E-06;1000000;+0.000000E+00\n");
+}
+
 // A header field of the learn string rewritten, the CRC left as it was.
 QByteArray patched(QByteArray data, int offset, const QByteArray& bytes) {
     data.replace(offset, bytes.size(), bytes);
@@ -74,10 +121,16 @@ TEST_P(CorruptLearnString, IsRefusedAndChangesNothing) {
     EXPECT_EQ(scope.state(), before);
 }
 
-ScopeState outOfRange() {
+ScopeState outOfRange(const std::function<void(ScopeState&)>& change) {
     ScopeState s = ScopeState::defaults();
-    s.channels[1].scale = 1000;
+    change(s);
     return s;
+}
+
+Corruption rangeCase(const char* name, std::function<void(ScopeState&)> change) {
+    return Corruption{
+        name, [change](const QByteArray&) { return LearnString::encode("TV100A", outOfRange(change)); },
+        -222};
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -95,8 +148,26 @@ INSTANTIATE_TEST_SUITE_P(
         Corruption{"empty", [](const QByteArray&) { return QByteArray(); }, -222},
         Corruption{"sections_swapped_crc_fixed",
                    [](const QByteArray& g) { return withCrc(patched(g, 32, "TIMB")); }, -222},
-        Corruption{"value_out_of_range_crc_fixed",
-                   [](const QByteArray&) { return LearnString::encode("TV100A", outOfRange()); }, -222},
+        rangeCase("scale_out_of_range", [](ScopeState& s) { s.channels[1].scale = 1000; }),
+        rangeCase("probe_not_offered", [](ScopeState& s) { s.channels[0].probe = 5; }),
+        rangeCase("count_not_offered", [](ScopeState& s) { s.acquire.count = 3; }),
+        rangeCase("record_too_short", [](ScopeState& s) { s.acquire.points = 10; }),
+        rangeCase("trigger_source_pod", [](ScopeState& s) { s.trigger.source = ScopeSource::Pod1; }),
+        rangeCase("waveform_source_line", [](ScopeState& s) { s.waveform.source = ScopeSource::Line; }),
+        rangeCase("reference_unknown", [](ScopeState& s) { s.timebase.reference = 3; }),
+        rangeCase("threshold_out_of_range", [](ScopeState& s) { s.pods[1].threshold = 20; }),
+        Corruption{"unknown_section",
+                   [](const QByteArray&) {
+                       return withPayload(ScopeState::defaults().serialize() +
+                                          QByteArray("XTRA\0\0\0\1\0", 9));
+                   },
+                   -222},
+        Corruption{"first_format_section_missing",
+                   [](const QByteArray&) {
+                       const QByteArray all = ScopeState::defaults().serialize(); // CHAN comes first
+                       return withPayload(all.mid(8 + qFromBigEndian<quint32>(all.constData() + 4)));
+                   },
+                   -222},
         Corruption{"other_model",
                    [](const QByteArray&) {
                        TavrelScope other(ScopeIdentity{"TV200B", "CT42000212", "B.02.05"});

@@ -4,7 +4,10 @@
 #include "sim/TavrelScope.h"
 
 #include <QByteArray>
+#include <QList>
+#include <QtEndian>
 #include <memory>
+#include <vector>
 
 namespace simtest {
 
@@ -40,6 +43,66 @@ inline QByteArray blockData(const QByteArray& response) {
 inline QByteArray block(const QByteArray& data) {
     const QByteArray length = QByteArray::number(data.size());
     return '#' + QByteArray::number(length.size()) + length + data;
+}
+
+// ":WAVeform:PREamble?" fields, and the conversions the command reference gives for them.
+struct Preamble {
+    int format = -1, type = -1, count = 0;
+    qint64 points = -1;
+    double xIncrement = 0, xOrigin = 0, xReference = 0, yIncrement = 0, yOrigin = 0, yReference = 0;
+
+    static Preamble parse(const QByteArray& reply) {
+        const QList<QByteArray> f = reply.trimmed().split(',');
+        Preamble p;
+        if (f.size() != 10) return p;
+        p.format = f[0].toInt();
+        p.type = f[1].toInt();
+        p.points = f[2].toLongLong();
+        p.count = f[3].toInt();
+        p.xIncrement = f[4].toDouble();
+        p.xOrigin = f[5].toDouble();
+        p.xReference = f[6].toDouble();
+        p.yIncrement = f[7].toDouble();
+        p.yOrigin = f[8].toDouble();
+        p.yReference = f[9].toDouble();
+        return p;
+    }
+    double time(double index) const { return (index - xReference) * xIncrement + xOrigin; }
+    double volts(double code) const { return (code - yReference) * yIncrement + yOrigin; }
+};
+
+inline std::vector<quint16> words(const QByteArray& data, bool msbFirst = false) {
+    std::vector<quint16> out(size_t(data.size() / 2));
+    for (size_t i = 0; i < out.size(); ++i)
+        out[i] = msbFirst ? qFromBigEndian<quint16>(data.constData() + 2 * i)
+                          : qFromLittleEndian<quint16>(data.constData() + 2 * i);
+    return out;
+}
+
+// A source's waveform as WORD codes: the preamble and the codes, after any setup commands.
+struct Waveform {
+    Preamble preamble;
+    std::vector<quint16> codes;
+    std::vector<double> volts() const {
+        std::vector<double> v(codes.size());
+        for (size_t i = 0; i < codes.size(); ++i)
+            v[i] = preamble.volts(codes[i]);
+        return v;
+    }
+};
+
+inline Waveform wordWaveform(tavrelsim::TavrelScope& scope, const QByteArray& source,
+                             const QByteArray& points = "MAX") {
+    Waveform w;
+    w.preamble =
+        Preamble::parse(ask(scope, ":WAV:SOUR " + source + ";FORM WORD;BYT LSBF;POIN " + points + ";PRE?"));
+    w.codes = words(blockData(ask(scope, ":WAV:DATA?")));
+    return w;
+}
+
+// A numeric reply.
+inline double number(tavrelsim::TavrelScope& scope, const QByteArray& query) {
+    return ask(scope, query).trimmed().toDouble();
 }
 
 } // namespace simtest

@@ -120,6 +120,21 @@ TEST_F(TavrelSim, TcpIdentityAndLearnStringRoundTrip) {
               "+1.000000E+00;0,\"No error\"\n");
 }
 
+TEST_F(TavrelSim, WholeRecordAsOneTwoMegabyteBlock) {
+    QTcpSocket s;
+    s.connectToHost("127.0.0.1", sim->port("GPIB0::7::INSTR"));
+    ASSERT_TRUE(s.waitForConnected(5000));
+    const QByteArray preamble = ask(s, ":STOP;:WAV:SOUR CHAN1;FORM WORD;BYT LSBF;POIN MAX;PRE?");
+    EXPECT_TRUE(preamble.startsWith("1,0,1000000,")) << preamble.toStdString();
+    for (int i = 0; i < 2; ++i) {
+        const QByteArray reply = ask(s, ":WAV:DATA?", 10000);
+        ASSERT_EQ(reply.size(), 9 + 2000000 + 1);
+        EXPECT_TRUE(reply.startsWith("#72000000"));
+        EXPECT_TRUE(reply.endsWith('\n'));
+    }
+    EXPECT_EQ(ask(s, ":RUN;:SYST:ERR?"), "0,\"No error\"\n");
+}
+
 TEST_F(TavrelSim, StatePersistsAcrossClients) {
     const quint16 port = sim->port("GPIB0::12::INSTR");
     {
