@@ -1,0 +1,169 @@
+#include "setups/SetupTavrelScope.h"
+
+#include "automation/ScopeTavrel.h"
+#include "automation/UtilitiesTavrel.h"
+#include "control/CTavrelEZ.h"
+#include "control/Diagnostics.h"
+#include "control/Localization.h"
+#include "control/TextUtil.h"
+#include "hosting/PropertyBag.h"
+#include "setups/CSetupFile.h"
+#include "setups/SetupSupport.h"
+#include "setups/SetupsTavrelScope.h"
+
+using namespace SetupSupport;
+
+namespace {
+
+const char* const kClass = "Setup";
+const QString kClassName = QString::fromLatin1(kClass);
+
+bool isValidName(const QString& name) {
+    return !name.isEmpty() && !name.contains(u' ') && !name.contains(u'|');
+}
+
+BrumelTB::UtilitiesTavrel& utilities(CTavrelEZ& session) {
+    // Fetched afresh for every call: the session may have been reopened in between.
+    return session.Server().Utilities();
+}
+
+QString key(qint16 index, const char* suffix) {
+    return QString::number(index) + QLatin1String(suffix);
+}
+
+} // namespace
+
+void SetupTavrelScope::SetComments(const QString& comments) {
+    Reported(kClass, "Let Comments", [&] {
+        if (comments.contains(u'|')) throw InvalidPropertyValueError();
+        m_strComments = TrimBlanks(comments);
+    });
+}
+
+void SetupTavrelScope::SetName(const QString& newName) {
+    Reported(kClass, "Let Name", [&] {
+        if (!isValidName(newName)) throw InvalidPropertyValueError();
+        m_strName = TrimBlanks(newName);
+    });
+}
+
+void SetupTavrelScope::ReadProperties(PropertyBag& bag, qint16 index) {
+    Reported(kClass, "ReadProperties", [&] {
+        m_strName = bag.read(key(index, "SetupName"), QStringLiteral("Setup1")).toString();
+        m_strComments = bag.read(key(index, "SetupComments"), QString()).toString();
+        const QString learnStringKey = key(index, "LearnString");
+        const QVariant learnString = bag.read(learnStringKey, QVariant());
+        // The store takes any value where the default is Empty; only bytes are a learn string.
+        if (learnString.isValid() && learnString.metaType() != QMetaType::fromType<QByteArray>())
+            throw BadStoredValueError(bag, learnStringKey, QStringLiteral("is not a byte array"));
+        m_vLearnString = learnString;
+        m_strModel = bag.read(key(index, "Model"), QString()).toString();
+        m_strVersion = bag.read(key(index, "Version"), QString()).toString();
+    });
+}
+
+void SetupTavrelScope::WriteProperties(PropertyBag& bag, qint16 index) const {
+    Reported(kClass, "WriteProperties", [&] {
+        bag.write(key(index, "SetupName"), m_strName, QStringLiteral("Setup1"));
+        bag.write(key(index, "SetupComments"), m_strComments, QString());
+        bag.write(key(index, "LearnString"), m_vLearnString, QVariant());
+        bag.write(key(index, "Model"), m_strModel, QString());
+        bag.write(key(index, "Version"), m_strVersion, QString());
+    });
+}
+
+void SetupTavrelScope::Copy(const SetupTavrelScope* setupSource) {
+    Reported(kClass, "Copy", [&] {
+        ReportAssertion(setupSource != nullptr, QStringLiteral("(Not (setupSource Is Nothing))"), kClassName,
+                        QStringLiteral("Copy"));
+        if (!setupSource) throw ObjectNotSetError();
+        SetName(setupSource->Name());
+        SetComments(setupSource->Comments());
+        m_vLearnString = setupSource->LearnString();
+        m_strModel = setupSource->Model();
+        m_strVersion = setupSource->Version();
+    });
+}
+
+CTavrelEZ& SetupTavrelScope::session(const char* procedureName, const QString& conditionText) const {
+    CTavrelEZ* ez = m_setups ? m_setups->CTavrelEZPtr() : nullptr;
+    ReportAssertion(ez != nullptr, conditionText, kClassName, QString::fromLatin1(procedureName));
+    if (!ez) throw ObjectNotSetError();
+    return *ez;
+}
+
+void SetupTavrelScope::GetFromInstrument() {
+    ReportedTransfer(kClass, "GetFromInstrument", [&] {
+        CTavrelEZ& ez =
+            session("GetFromInstrument", QStringLiteral("(Not (m_setup.CTavrelEZPtr Is Nothing))"));
+        m_vLearnString = utilities(ez).ReadStateData();
+        m_strModel = utilities(ez).InstrumentModel();
+        ReportAssertion(!m_strModel.isEmpty(), QStringLiteral("(Len(m_strModel) > 0)"), kClassName,
+                        QStringLiteral("GetFromInstrument"));
+        m_strVersion = utilities(ez).InstrumentFirmwareVersion();
+        ReportAssertion(!m_strVersion.isEmpty(), QStringLiteral("(Len(m_strVersion) > 0)"), kClassName,
+                        QStringLiteral("GetFromInstrument"));
+        m_setups->SetLastInstrumentSetup(m_strName);
+    });
+}
+
+bool SetupTavrelScope::IsLearnStringCompatible(const QString& strModel, const QString& strVersion) const {
+    if (m_strModel.isEmpty() || m_strVersion.isEmpty()) return false;
+    if (strModel.toUpper() != m_strModel.toUpper()) return false;
+    return strVersion.toUpper() == m_strVersion.toUpper() || m_strVersion.toUpper() == kAnyVersion;
+}
+
+void SetupTavrelScope::ReadFromFile(const QString& fileName) {
+    Reported(kClass, "ReadFromFile", [&] {
+        const std::unique_ptr<ISetupFile> reader = AcceptingReader(fileName);
+        if (!reader) {
+            ReportAssertion(false, QStringLiteral("false"), kClassName, QStringLiteral("ReadFromFile"));
+            throw NotASetupFileError();
+        }
+        reader->ReadFile(fileName);
+        // Comments with a "|" could never be saved again; refuse them before anything changes.
+        const QString comments = reader->Comments();
+        if (comments.contains(u'|')) throw InvalidPropertyValueError();
+        m_strModel = reader->Model();
+        m_vLearnString = reader->LearnString();
+        m_strVersion = reader->Version();
+        m_strComments = TrimBlanks(comments);
+    });
+}
+
+void SetupTavrelScope::SaveToFile(const QString& fileName) const {
+    Reported(kClass, "SaveToFile", [&] {
+        CSetupFile writer;
+        writer.SetModel(m_strModel);
+        writer.SetLearnString(m_vLearnString);
+        writer.SetVersion(m_strVersion);
+        writer.SetComments(m_strComments);
+        writer.WriteFile(fileName);
+    });
+}
+
+void SetupTavrelScope::SendToInstrument() {
+    ReportedTransfer(kClass, "SendToInstrument", [&] {
+        CTavrelEZ& ez =
+            session("SendToInstrument", QStringLiteral("(Not (m_setups.CTavrelEZPtr Is Nothing))"));
+        const QString model = utilities(ez).InstrumentModel();
+        const QString version = utilities(ez).InstrumentFirmwareVersion();
+        if (!IsLearnStringCompatible(model, version))
+            throw TavrelError(ErrorNumber::SendRefused, Localized(kSendSetupTitle),
+                              Localized(m_vLearnString.isValid() ? 691 : 692), kComponentHelpFile);
+        utilities(ez).WriteStateData(m_vLearnString);
+        m_setups->SetLastInstrumentSetup(m_strName);
+    });
+}
+
+SetupsTavrelScope* SetupTavrelScope::ParentSetups() const {
+    ReportAssertion(m_setups != nullptr, QStringLiteral("(Not (m_setups Is Nothing))"), kClassName,
+                    QStringLiteral("Get ParentSetups"));
+    return m_setups;
+}
+
+void SetupTavrelScope::SetParentSetups(SetupsTavrelScope* setups) {
+    m_setups = setups;
+    ReportAssertion(m_setups != nullptr, QStringLiteral("(Not (m_setups Is Nothing))"), kClassName,
+                    QStringLiteral("Let ParentSetups"));
+}
