@@ -1,6 +1,12 @@
 #pragma once
 
+#include "automation/WaveformTavrel.h"
+#include "control/CEnums.h"
+
+#include <QByteArray>
+#include <QImage>
 #include <QString>
+#include <QVariant>
 #include <memory>
 
 namespace CorvaneIOUtilsLib {
@@ -10,6 +16,13 @@ class IOSession;
 
 namespace BrumelTB {
 
+class AcquisitionTavrel;
+class AnalogChannelsTavrel;
+class LogicChannelTavrel;
+class MeasureTavrel;
+class TimebaseTavrel;
+class TriggerTavrel;
+class TraceTavrel;
 class UtilitiesTavrel;
 
 // The automation server's main object: one connection to a Tavrel-series scope, opened on an
@@ -42,13 +55,64 @@ public:
     // Reads the instrument's error queue and raises the first error it holds.
     void CheckInstrumentErrors();
 
+    // The operation objects; they live as long as this object, connected or not.
+    AcquisitionTavrel& Acquisition();
+    AnalogChannelsTavrel& AnalogChannels();
+    LogicChannelTavrel& LogicChannel();
+    MeasureTavrel& Measure();
+    TimebaseTavrel& Timebase();
+    TriggerTavrel& Trigger();
+    TraceTavrel& Trace();
     UtilitiesTavrel& Utilities();
 
+    // The front panel's keys. Digitize takes one acquisition of every displayed channel and pod.
+    void AutoScale();
+    void Run();
+    void Stop();
+    void Single();
+    void Digitize();
+
+    // Raw I/O for the host. Enter reads one reply line: format "K" gives the text, "D" an integer,
+    // "F" a real number. ReadBytes reads exactly count bytes; WriteBytes sends the first count
+    // bytes of buffer.
+    QVariant Enter(const QString& format = QStringLiteral("K"));
+    void Output(const QString& text);
+    QByteArray ReadBytes(qint32 count);
+    void WriteBytes(qint32 count, const QByteArray& buffer);
+
+    // Waveform transfer: see WaveformTavrel.
+    void GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points, QVector<double>& time,
+                         QVector<double>& data);
+    QList<ChannelWaveform> GetAllWaveformData(Tavrel_WaveformPoints points);
+    void GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data);
+
+    // The scope's display. The image is always fetched losslessly; format only says what the host
+    // asked for and is refused for the vector formats (EMF, WMF) the server cannot make.
+    QImage GetScreenImage(Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    // Writes the display image to fileName in format, whatever the file's extension says.
+    void SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+
+    // What the operation objects send. Execute sends a command and raises the error it caused;
+    // QueryText answers one reply line, QueryReal a number.
+    void Execute(const QString& command);
+    QString QueryText(const QString& query);
+    double QueryReal(const QString& query);
+
 private:
+    [[noreturn]] void raiseAfterTimeout(const QString& command);
+
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> m_manager;
     std::unique_ptr<CorvaneIOUtilsLib::IOSession> m_session;
     QString m_connectionName;
     std::unique_ptr<UtilitiesTavrel> m_utilities;
+    std::unique_ptr<AcquisitionTavrel> m_acquisition;
+    std::unique_ptr<AnalogChannelsTavrel> m_analogChannels;
+    std::unique_ptr<LogicChannelTavrel> m_logicChannel;
+    std::unique_ptr<MeasureTavrel> m_measure;
+    std::unique_ptr<TimebaseTavrel> m_timebase;
+    std::unique_ptr<TriggerTavrel> m_trigger;
+    std::unique_ptr<TraceTavrel> m_trace;
+    std::unique_ptr<WaveformTavrel> m_waveform;
 };
 
 } // namespace BrumelTB

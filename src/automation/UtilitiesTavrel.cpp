@@ -23,9 +23,45 @@ void UtilitiesTavrel::WriteStateData(const QVariant& learnString) {
     m_scope.CheckInstrumentErrors();
 }
 
-QString UtilitiesTavrel::InstrumentModel() { return identityField(1); }
+QString UtilitiesTavrel::InstrumentModel() {
+    return identityField(1);
+}
 
-QString UtilitiesTavrel::InstrumentFirmwareVersion() { return identityField(3); }
+QString UtilitiesTavrel::InstrumentFirmwareVersion() {
+    return identityField(3);
+}
+
+void UtilitiesTavrel::ClearStatus() {
+    m_scope.IO().WriteString(QStringLiteral("*CLS\n"));
+}
+
+void UtilitiesTavrel::WaitForOperationComplete() {
+    m_scope.QueryText(QStringLiteral("*OPC?"));
+}
+
+QStringList UtilitiesTavrel::ReadErrors() {
+    // The queue holds a bounded number of entries; the limit only guards against an instrument that
+    // never says it is empty.
+    constexpr int kMaxEntries = 100;
+    QStringList errors;
+    for (int i = 0; i < kMaxEntries; ++i) {
+        const QString entry = m_scope.QueryText(QStringLiteral(":SYSTem:ERRor?"));
+        if (entry.section(QLatin1Char(','), 0, 0).trimmed().toInt() == 0) break;
+        errors << entry;
+    }
+    return errors;
+}
+
+QByteArray UtilitiesTavrel::ScreenImageData(const QString& format) {
+    auto& io = m_scope.IO();
+    io.WriteString(QStringLiteral(":DISPlay:DATA? %1\n").arg(format));
+    const QByteArray image = io.ReadIEEEBlock();
+    if (image.isEmpty()) {
+        m_scope.CheckInstrumentErrors();
+        throw ServerError(QStringLiteral("the instrument sent an empty screen image"));
+    }
+    return image;
+}
 
 QString UtilitiesTavrel::identityField(int index) {
     const QStringList fields = m_scope.Identify().split(QLatin1Char(','));

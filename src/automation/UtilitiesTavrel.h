@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 namespace BrumelTB {
@@ -20,6 +22,15 @@ public:
     // The model and firmware fields of the instrument's "*IDN?" reply.
     QString InstrumentModel();
     QString InstrumentFirmwareVersion();
+
+    // "*CLS": empties the error queue and the event status register.
+    void ClearStatus();
+    // Waits until the instrument has finished every command sent so far ("*OPC?").
+    void WaitForOperationComplete();
+    // Takes every entry of the instrument's error queue ("-222,\"Data out of range\""), oldest first.
+    QStringList ReadErrors();
+    // The display as an image file: ":DISPlay:DATA?" with format "PNG" or "BMP".
+    QByteArray ScreenImageData(const QString& format = QStringLiteral("PNG"));
 
 private:
     QString identityField(int index);

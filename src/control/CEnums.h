@@ -79,6 +79,8 @@ enum Tavrel_ImageFormat {
     Tavrel_ImageFormat_JPG = 7,
     Tavrel_ImageFormat_TIF = 6,
     Tavrel_ImageFormat_WMF = 4,
+    // Beyond the historic list: the scope sends its screen as PNG.
+    Tavrel_ImageFormat_PNG = 8,
 };
 
 enum Tavrel_LogicBits {

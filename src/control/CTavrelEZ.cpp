@@ -10,6 +10,17 @@
 #include "iolib/IOManager.h"
 #include "iolib/SerialSession.h"
 
+// ---- Scope operations (includes) ----
+#include "automation/AcquisitionTavrel.h"
+#include "automation/AnalogChannelsTavrel.h"
+#include "automation/LogicChannelTavrel.h"
+#include "automation/MeasureTavrel.h"
+#include "automation/TimebaseTavrel.h"
+#include "automation/TraceTavrel.h"
+#include "automation/TriggerTavrel.h"
+#include "automation/UtilitiesTavrel.h"
+// ---- end of scope operations (includes) ----
+
 namespace {
 
 const char* const kClass = "CTavrelEZ";
@@ -17,25 +28,28 @@ const QString kHandshakeKeyword = QStringLiteral("Handshake=");
 const QString kLineBreak = QStringLiteral("\r\n");
 constexpr int kDefaultTXDelay = 50;
 
-bool isComAddress(const QString& address) { return address.startsWith(QStringLiteral("COM"), Qt::CaseInsensitive); }
+bool isComAddress(const QString& address) {
+    return address.startsWith(QStringLiteral("COM"), Qt::CaseInsensitive);
+}
 
 } // namespace
 
 CTavrelEZ::CTavrelEZ(QObject* parent) : QObject(parent), m_strHelpFile(kComponentHelpFile) {}
 
-CTavrelEZ::~CTavrelEZ() { CloseConnection(); }
+CTavrelEZ::~CTavrelEZ() {
+    CloseConnection();
+}
 
 void CTavrelEZ::SetAutomationServerAddress(const QString& address) {
     Reported(kClass, "AutomationServerAddress", [&] {
-        if (address == m_strAutomationServerAddress)
-            return;
-        if (m_bInstrumentConnected)
-            CloseConnection();
+        if (address == m_strAutomationServerAddress) return;
+        if (m_bInstrumentConnected) CloseConnection();
         // The server cannot assume a serial port's handshake, so a COM address must name it.
         if (isComAddress(address))
-            ReportAssertion(address.contains(kHandshakeKeyword, Qt::CaseInsensitive),
-                            QStringLiteral("(InStr(1, strAddress, HANDSHAKE_ADDRESS_KEYWORD, vbTextCompare) > 0)"),
-                            QString::fromLatin1(kClass), QStringLiteral("AutomationServerAddress"));
+            ReportAssertion(
+                address.contains(kHandshakeKeyword, Qt::CaseInsensitive),
+                QStringLiteral("(InStr(1, strAddress, HANDSHAKE_ADDRESS_KEYWORD, vbTextCompare) > 0)"),
+                QString::fromLatin1(kClass), QStringLiteral("AutomationServerAddress"));
         m_strAutomationServerAddress = address;
         emit PropertyChanged(QStringLiteral("AutomationServerAddress"));
     });
@@ -44,27 +58,24 @@ void CTavrelEZ::SetAutomationServerAddress(const QString& address) {
 void CTavrelEZ::SetTXDelay(int delay) {
     Reported(kClass, "Let TXDelay", [&] {
         if (delay < 0) {
-            ReportAssertion(false, QStringLiteral("false"), QString::fromLatin1(kClass), QStringLiteral("Let TXDelay"),
-                            QStringLiteral("Else"));
+            ReportAssertion(false, QStringLiteral("false"), QString::fromLatin1(kClass),
+                            QStringLiteral("Let TXDelay"), QStringLiteral("Else"));
             throw InvalidPropertyValueError();
         }
-        if (delay == m_lTXDelay)
-            return;
+        if (delay == m_lTXDelay) return;
         m_lTXDelay = delay;
         emit PropertyChanged(QStringLiteral("TXDelay"));
     });
 }
 
 void CTavrelEZ::SetResetOnInitialize(bool reset) {
-    if (reset == m_bResetOnInitialize)
-        return;
+    if (reset == m_bResetOnInitialize) return;
     m_bResetOnInitialize = reset;
     emit PropertyChanged(QStringLiteral("ResetOnInitialize"));
 }
 
 void CTavrelEZ::SetCheckIDOnInitialize(bool check) {
-    if (check == m_bCheckIDOnInitialize)
-        return;
+    if (check == m_bCheckIDOnInitialize) return;
     m_bCheckIDOnInitialize = check;
     emit PropertyChanged(QStringLiteral("CheckIDOnInitialize"));
 }
@@ -85,16 +96,14 @@ void CTavrelEZ::Initialize() {
 
 void CTavrelEZ::open() {
     CloseConnection();
-    if (!m_ioManager)
-        raiseConnectionError(Localized(130));
+    if (!m_ioManager) raiseConnectionError(Localized(130));
     prepareInstrument();
 
     m_server = std::make_unique<BrumelTB::ScopeTavrel>(m_ioManager);
     m_server->Open(m_strAutomationServerAddress);
     m_strConnectionName = m_server->ConnectionName();
     emit ConnectionNameChanged(m_strConnectionName);
-    if (m_bResetOnInitialize)
-        m_server->Reset();
+    if (m_bResetOnInitialize) m_server->Reset();
     if (m_bCheckIDOnInitialize && !m_server->IsCompatible()) {
         CloseConnection();
         raiseConnectionError();
@@ -138,16 +147,14 @@ void CTavrelEZ::CloseConnection() {
 }
 
 BrumelTB::ScopeTavrel& CTavrelEZ::Server() {
-    if (!m_server || !m_bInstrumentConnected)
-        raiseConnectionError();
+    if (!m_server || !m_bInstrumentConnected) raiseConnectionError();
     return *m_server;
 }
 
 void CTavrelEZ::raiseConnectionError(const QString& detail) const {
-    QString description = Localized(113) + kLineBreak + m_strAutomationServerAddress + kLineBreak + Localized(114) +
-                          kLineBreak + Localized(115);
-    if (!detail.isEmpty())
-        description += kLineBreak + detail;
+    QString description = Localized(113) + kLineBreak + m_strAutomationServerAddress + kLineBreak +
+                          Localized(114) + kLineBreak + Localized(115);
+    if (!detail.isEmpty()) description += kLineBreak + detail;
     throw TavrelError(ErrorNumber::ConnectionFailed, Localized(104), description, m_strHelpFile);
 }
 
@@ -167,3 +174,117 @@ void CTavrelEZ::WriteProperties(PropertyBag& bag) const {
         bag.write(QStringLiteral("CheckIDOnIntialize"), m_bCheckIDOnInitialize, false);
     });
 }
+
+// ---- Scope operations ----
+
+TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error) {
+    return TavrelError(kServerRefusedErrorNumber, Localized(104), error.message(), kComponentHelpFile);
+}
+
+TavrelError TavrelErrorFromIO(const CorvaneIOUtilsLib::IOError& error) {
+    return TavrelError(ErrorNumber::ConnectionFailed, Localized(104), error.message(), kComponentHelpFile);
+}
+
+template <typename Body> decltype(auto) CTavrelEZ::callServer(Body&& body) {
+    BrumelTB::ScopeTavrel& server = Server();
+    try {
+        return std::forward<Body>(body)(server);
+    } catch (const BrumelTB::ServerError& e) {
+        throw TavrelErrorFromServer(e);
+    } catch (const CorvaneIOUtilsLib::IOError& e) {
+        throw TavrelErrorFromIO(e);
+    }
+}
+
+BrumelTB::AcquisitionTavrel& CTavrelEZ::Acquisition() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.Acquisition(); });
+}
+
+BrumelTB::AnalogChannelsTavrel& CTavrelEZ::AnalogChannels() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.AnalogChannels(); });
+}
+
+BrumelTB::LogicChannelTavrel& CTavrelEZ::LogicChannel() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.LogicChannel(); });
+}
+
+BrumelTB::MeasureTavrel& CTavrelEZ::Measure() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.Measure(); });
+}
+
+BrumelTB::TimebaseTavrel& CTavrelEZ::Timebase() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.Timebase(); });
+}
+
+BrumelTB::TriggerTavrel& CTavrelEZ::Trigger() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.Trigger(); });
+}
+
+BrumelTB::TraceTavrel& CTavrelEZ::Trace() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.Trace(); });
+}
+
+BrumelTB::UtilitiesTavrel& CTavrelEZ::Utilities() {
+    return callServer([](BrumelTB::ScopeTavrel & s) -> auto& { return s.Utilities(); });
+}
+
+void CTavrelEZ::AutoScale() {
+    callServer([](BrumelTB::ScopeTavrel& s) { s.AutoScale(); });
+}
+
+void CTavrelEZ::Digitize() {
+    callServer([](BrumelTB::ScopeTavrel& s) { s.Digitize(); });
+}
+
+void CTavrelEZ::Run() {
+    callServer([](BrumelTB::ScopeTavrel& s) { s.Run(); });
+}
+
+void CTavrelEZ::SingleTrigger() {
+    callServer([](BrumelTB::ScopeTavrel& s) { s.Single(); });
+}
+
+void CTavrelEZ::StopTrigger() {
+    callServer([](BrumelTB::ScopeTavrel& s) { s.Stop(); });
+}
+
+void CTavrelEZ::Enter(QVariant& inputBuffer, const QVariant& format) {
+    const QString text = format.isValid() && !format.isNull() ? format.toString() : QStringLiteral("K");
+    inputBuffer = callServer([&](BrumelTB::ScopeTavrel& s) { return s.Enter(text); });
+}
+
+void CTavrelEZ::Output(const QVariant& outputBuffer) {
+    callServer([&](BrumelTB::ScopeTavrel& s) { s.Output(outputBuffer.toString()); });
+}
+
+void CTavrelEZ::ReadBytes(qint32& count, QByteArray& buffer) {
+    buffer = callServer([&](BrumelTB::ScopeTavrel& s) { return s.ReadBytes(count); });
+    count = static_cast<qint32>(buffer.size());
+}
+
+void CTavrelEZ::WriteBytes(qint32 count, const QByteArray& buffer) {
+    callServer([&](BrumelTB::ScopeTavrel& s) { s.WriteBytes(count, buffer); });
+}
+
+void CTavrelEZ::GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
+                                QVector<double>& time, QVector<double>& data) {
+    callServer([&](BrumelTB::ScopeTavrel& s) { s.GetWaveformData(channel, points, time, data); });
+}
+
+void CTavrelEZ::GetAllWaveformData(Tavrel_WaveformPoints points, QList<BrumelTB::ChannelWaveform>& data) {
+    data = callServer([&](BrumelTB::ScopeTavrel& s) { return s.GetAllWaveformData(points); });
+}
+
+void CTavrelEZ::GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data) {
+    callServer([&](BrumelTB::ScopeTavrel& s) { s.GetLogicData(points, time, data); });
+}
+
+QImage CTavrelEZ::GetScreenImage(Tavrel_ImageFormat format) {
+    return callServer([&](BrumelTB::ScopeTavrel& s) { return s.GetScreenImage(format); });
+}
+
+void CTavrelEZ::SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format) {
+    callServer([&](BrumelTB::ScopeTavrel& s) { s.SaveScreenImage(fileName, format); });
+}
+
+// ---- end of scope operations ----

@@ -4,14 +4,45 @@
 #include <QString>
 #include <memory>
 
+// ---- Scope operations (includes) ----
+#include "automation/WaveformTavrel.h"
+#include "control/CEnums.h"
+#include "control/TavrelError.h"
+
+#include <QImage>
+#include <QVariant>
+#include <QVector>
+// ---- end of scope operations (includes) ----
+
 class PropertyBag;
 
 namespace BrumelTB {
 class ScopeTavrel;
-}
+// ---- Scope operations (server objects) ----
+class AcquisitionTavrel;
+class AnalogChannelsTavrel;
+class LogicChannelTavrel;
+class MeasureTavrel;
+class TimebaseTavrel;
+class TriggerTavrel;
+class TraceTavrel;
+class UtilitiesTavrel;
+class ServerError;
+// ---- end of scope operations (server objects) ----
+} // namespace BrumelTB
 namespace CorvaneIOUtilsLib {
 class IOManager;
-}
+class IOError; // scope operations
+} // namespace CorvaneIOUtilsLib
+
+// ---- Scope operations (errors) ----
+// The number of a refusal by the automation server: the first past the 512 that the runtime keeps.
+constexpr qint32 kServerRefusedErrorNumber = ObjectErrorBase + 513;
+// What the host sees of a failure below the control: the server's refusal under
+// kServerRefusedErrorNumber, an I/O failure as the connection error (ObjectErrorBase + 59).
+TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error);
+TavrelError TavrelErrorFromIO(const CorvaneIOUtilsLib::IOError& error);
+// ---- end of scope operations (errors) ----
 
 // The connection to the instrument: holds the address in the automation server's form, opens the
 // server on Initialize (optionally resetting the instrument and checking its identity) and closes
@@ -39,12 +70,45 @@ public:
     void SetDebugEnabled(bool enabled) { m_bDebugEnabled = enabled; }
 
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> IOManager() const { return m_ioManager; }
-    void SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager) { m_ioManager = std::move(manager); }
+    void SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager) {
+        m_ioManager = std::move(manager);
+    }
     // The automation server's main object; raises the connection error while nothing is open.
     BrumelTB::ScopeTavrel& Server();
 
     void ReadProperties(PropertyBag& bag);
     void WriteProperties(PropertyBag& bag) const;
+
+    // ---- Scope operations ----
+    // Each runs the common pre-call step (the connection error while nothing is open), then the
+    // automation server's member; a failure of the server or of the I/O reaches the caller as a
+    // TavrelError.
+    BrumelTB::AcquisitionTavrel& Acquisition();
+    BrumelTB::AnalogChannelsTavrel& AnalogChannels();
+    BrumelTB::LogicChannelTavrel& LogicChannel();
+    BrumelTB::MeasureTavrel& Measure();
+    BrumelTB::TimebaseTavrel& Timebase();
+    BrumelTB::TriggerTavrel& Trigger();
+    BrumelTB::TraceTavrel& Trace();
+    BrumelTB::UtilitiesTavrel& Utilities();
+    void AutoScale();
+    void Digitize();
+    void Run();
+    void SingleTrigger();
+    void StopTrigger();
+    // An invalid format means none was given: the server then reads text ("K").
+    void Enter(QVariant& inputBuffer, const QVariant& format = QVariant());
+    void Output(const QVariant& outputBuffer);
+    // count: the bytes wanted on the way in, the bytes read on the way out.
+    void ReadBytes(qint32& count, QByteArray& buffer);
+    void WriteBytes(qint32 count, const QByteArray& buffer);
+    void GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points, QVector<double>& time,
+                         QVector<double>& data);
+    void GetAllWaveformData(Tavrel_WaveformPoints points, QList<BrumelTB::ChannelWaveform>& data);
+    void GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data);
+    QImage GetScreenImage(Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    void SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    // ---- end of scope operations ----
 
 signals:
     void PropertyChanged(const QString& name);
@@ -54,6 +118,9 @@ private:
     void open();
     void prepareInstrument();
     [[noreturn]] void raiseConnectionError(const QString& detail = {}) const;
+    // ---- Scope operations (pre-call step) ----
+    template <typename Body> decltype(auto) callServer(Body&& body);
+    // ---- end of scope operations (pre-call step) ----
 
     QString m_strHelpFile;
     int m_lTXDelay = 50;

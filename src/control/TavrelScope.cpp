@@ -9,6 +9,9 @@
 #include "hosting/PropertyBag.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
+// ---- Scope operations (includes) ----
+#include "control/MessageBoxSeam.h"
+// ---- end of scope operations (includes) ----
 
 namespace {
 
@@ -34,6 +37,7 @@ TavrelScope::TavrelScope(QObject* parent) : QObject(parent) {
     // file from its first moment, until saved modes replace that.
     m_debug = std::make_unique<CDebug>();
     m_session = std::make_unique<CTavrelEZ>();
+    m_setups = std::make_unique<SetupsTavrelScope>();
     connect(m_debug.get(), &CDebug::SupportMessage, this, &TavrelScope::SupportMessage);
     SetComponentDiagnostics(m_debug.get());
     m_debug->SetDebugMode(CDebug::MessageLogBit);
@@ -50,6 +54,7 @@ TavrelScope::TavrelScope(QObject* parent) : QObject(parent) {
     }
     m_vSearchCriteria = QVariant::fromValue<qint16>(0);
     setFullPageList();
+    resetSetups();
 }
 
 TavrelScope::~TavrelScope() {
@@ -68,6 +73,7 @@ void TavrelScope::InitProperties() {
         m_bDontShowSetupIOConfigurationWarning = false;
         m_strLastIOHandshakeAddress.clear();
         m_bInitialSearchMode = false;
+        resetSetups();
         // A new control takes its font from the table without a language offset; with the English
         // table that is size 9, although the stored default of FontSize stays 8.
         m_iFontSize = LoadResString(103).toInt();
@@ -94,6 +100,8 @@ void TavrelScope::ReadProperties(PropertyBag& bag) {
         m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
         m_session->SetDebugEnabled(m_bDebugEnabled);
         m_ioconfiguration->ReadProperties(bag);
+        m_setups->ReadProperties(bag);
+        m_setups->SetCTavrelEZPtr(m_session.get());
         m_debug->ReadProperties(bag);
     });
 }
@@ -113,6 +121,7 @@ void TavrelScope::WriteProperties(PropertyBag& bag) {
         bag.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
         m_session->WriteProperties(bag);
         m_ioconfiguration->WriteProperties(bag);
+        m_setups->WriteProperties(bag);
         m_debug->WriteProperties(bag);
     });
 }
@@ -139,6 +148,13 @@ void TavrelScope::SetCountryCode(int countryCode) {
     });
 }
 
+void TavrelScope::resetSetups() {
+    // Position 1 each time, so that the last instrument setup stays as it was.
+    for (int i = m_setups->Count(); i > 0; --i)
+        m_setups->Remove(1);
+    m_setups->SetCTavrelEZPtr(m_session.get());
+}
+
 void TavrelScope::applyLanguageFonts() {
     m_strFontName = Localized(102);
     m_iFontSize = Localized(103).toInt();
@@ -157,27 +173,45 @@ void TavrelScope::Initialize() {
     });
 }
 
-void TavrelScope::CloseConnection() { m_session->CloseConnection(); }
+void TavrelScope::CloseConnection() {
+    m_session->CloseConnection();
+}
 
-bool TavrelScope::InstrumentConnected() const { return m_session->InstrumentConnected(); }
+bool TavrelScope::InstrumentConnected() const {
+    return m_session->InstrumentConnected();
+}
 
-QString TavrelScope::ConnectionName() const { return m_session->ConnectionName(); }
+QString TavrelScope::ConnectionName() const {
+    return m_session->ConnectionName();
+}
 
-int TavrelScope::TXDelay() const { return m_session->TXDelay(); }
+int TavrelScope::TXDelay() const {
+    return m_session->TXDelay();
+}
 
 void TavrelScope::SetTXDelay(int delay) {
     Reported(kClass, "Let TXDelay", [&] { m_session->SetTXDelay(delay); });
 }
 
-bool TavrelScope::ResetOnInitialize() const { return m_session->ResetOnInitialize(); }
+bool TavrelScope::ResetOnInitialize() const {
+    return m_session->ResetOnInitialize();
+}
 
-void TavrelScope::SetResetOnInitialize(bool reset) { m_session->SetResetOnInitialize(reset); }
+void TavrelScope::SetResetOnInitialize(bool reset) {
+    m_session->SetResetOnInitialize(reset);
+}
 
-bool TavrelScope::CheckIDOnInitialize() const { return m_session->CheckIDOnInitialize(); }
+bool TavrelScope::CheckIDOnInitialize() const {
+    return m_session->CheckIDOnInitialize();
+}
 
-void TavrelScope::SetCheckIDOnInitialize(bool check) { m_session->SetCheckIDOnInitialize(check); }
+void TavrelScope::SetCheckIDOnInitialize(bool check) {
+    m_session->SetCheckIDOnInitialize(check);
+}
 
-QString TavrelScope::AutomationServerAddress() const { return m_session->AutomationServerAddress(); }
+QString TavrelScope::AutomationServerAddress() const {
+    return m_session->AutomationServerAddress();
+}
 
 QString TavrelScope::Address() const {
     return m_ioconfiguration->ActiveAddressString();
@@ -255,3 +289,129 @@ void TavrelScope::ShowPropertyPages(int pages) {
         }
     });
 }
+
+// ---- Scope operations ----
+
+namespace {
+// The build's version (CMake's PROJECT_VERSION), when the build passes it in.
+#ifdef TAVREL_VERSION
+const QString kVersion = QStringLiteral(TAVREL_VERSION);
+#else
+const QString kVersion = QStringLiteral("unknown");
+#endif
+} // namespace
+
+BrumelTB::AcquisitionTavrel& TavrelScope::Acquisition() {
+    return Reported(
+        kClass, "Acquisition", [&]() -> auto& { return m_session->Acquisition(); });
+}
+
+BrumelTB::AnalogChannelsTavrel& TavrelScope::AnalogChannels() {
+    return Reported(
+        kClass, "AnalogChannels", [&]() -> auto& { return m_session->AnalogChannels(); });
+}
+
+BrumelTB::LogicChannelTavrel& TavrelScope::LogicChannel() {
+    return Reported(
+        kClass, "LogicChannel", [&]() -> auto& { return m_session->LogicChannel(); });
+}
+
+BrumelTB::MeasureTavrel& TavrelScope::Measure() {
+    return Reported(
+        kClass, "Measure", [&]() -> auto& { return m_session->Measure(); });
+}
+
+BrumelTB::TimebaseTavrel& TavrelScope::Timebase() {
+    return Reported(
+        kClass, "Timebase", [&]() -> auto& { return m_session->Timebase(); });
+}
+
+BrumelTB::TriggerTavrel& TavrelScope::Trigger() {
+    return Reported(
+        kClass, "Trigger", [&]() -> auto& { return m_session->Trigger(); });
+}
+
+BrumelTB::TraceTavrel& TavrelScope::Trace() {
+    return Reported(
+        kClass, "Trace", [&]() -> auto& { return m_session->Trace(); });
+}
+
+BrumelTB::UtilitiesTavrel& TavrelScope::Utilities() {
+    return Reported(
+        kClass, "Utilities", [&]() -> auto& { return m_session->Utilities(); });
+}
+
+void TavrelScope::AutoScale() {
+    Reported(kClass, "AutoScale", [&] { m_session->AutoScale(); });
+}
+
+void TavrelScope::Digitize() {
+    Reported(kClass, "Digitize", [&] { m_session->Digitize(); });
+}
+
+void TavrelScope::Run() {
+    Reported(kClass, "Run", [&] { m_session->Run(); });
+}
+
+void TavrelScope::SingleTrigger() {
+    Reported(kClass, "SingleTrigger", [&] { m_session->SingleTrigger(); });
+}
+
+void TavrelScope::StopTrigger() {
+    Reported(kClass, "StopTrigger", [&] { m_session->StopTrigger(); });
+}
+
+void TavrelScope::Enter(QVariant& inputBuffer, const QVariant& format) {
+    Reported(kClass, "Enter", [&] { m_session->Enter(inputBuffer, format); });
+}
+
+void TavrelScope::Output(const QVariant& outputBuffer) {
+    Reported(kClass, "Output", [&] { m_session->Output(outputBuffer); });
+}
+
+void TavrelScope::ReadBytes(qint32& count, QByteArray& buffer) {
+    Reported(kClass, "ReadBytes", [&] { m_session->ReadBytes(count, buffer); });
+}
+
+void TavrelScope::WriteBytes(qint32 count, const QByteArray& buffer) {
+    Reported(kClass, "WriteBytes", [&] { m_session->WriteBytes(count, buffer); });
+}
+
+void TavrelScope::GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
+                                  QVector<double>& time, QVector<double>& data) {
+    Reported(kClass, "GetWaveformData", [&] { m_session->GetWaveformData(channel, points, time, data); });
+}
+
+void TavrelScope::GetAllWaveformData(Tavrel_WaveformPoints points, QList<BrumelTB::ChannelWaveform>& data) {
+    Reported(kClass, "GetAllWaveformData", [&] { m_session->GetAllWaveformData(points, data); });
+}
+
+void TavrelScope::GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data) {
+    Reported(kClass, "GetLogicData", [&] { m_session->GetLogicData(points, time, data); });
+}
+
+QImage TavrelScope::GetScreenImage(Tavrel_ImageFormat format) {
+    return Reported(kClass, "GetScreenImage", [&] { return m_session->GetScreenImage(format); });
+}
+
+void TavrelScope::SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format) {
+    Reported(kClass, "SaveScreenImage", [&] { m_session->SaveScreenImage(fileName, format); });
+}
+
+QString TavrelScope::AboutText() {
+    return Localized(104) + QLatin1Char('\n') + Localized(121) + QLatin1Char('\n') + Localized(122) +
+           QLatin1Char(' ') + kVersion + QLatin1Char('\n') + Localized(123);
+}
+
+void TavrelScope::AboutBox() {
+    Reported(kClass, "AboutBox", [&] {
+        MessageBoxRequest request;
+        request.text = AboutText();
+        request.title = Localized(120);
+        request.style = kMessageBoxInformation;
+        request.helpFile = m_strHelpFile;
+        ShowMessageBox(request);
+    });
+}
+
+// ---- end of scope operations ----

@@ -2,6 +2,10 @@
 
 #include "control/CEnums.h"
 #include "ioconfig/CIOconfiguration.h"
+// ---- Scope operations (includes) ----
+#include "control/CTavrelEZ.h"
+// ---- end of scope operations (includes) ----
+#include "setups/SetupsTavrelScope.h"
 
 #include <QObject>
 #include <QStringList>
@@ -72,6 +76,9 @@ public:
     void SetCheckIDOnInitialize(bool check);
     QString AutomationServerAddress() const;
     CTavrelEZ& Session() { return *m_session; }
+    // The control's setups; they reach the instrument through Session().
+    SetupsTavrelScope& Setups() { return *m_setups; }
+    const SetupsTavrelScope& Setups() const { return *m_setups; }
 
     void ShowPropertyPages(int pages = Tavrel_ShowPropertyPage_Default);
     // The registered page list (five positions; unused ones hold the empty text).
@@ -86,12 +93,48 @@ public:
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> IOManager() const { return m_ioManager; }
     void SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager);
 
+    // ---- Scope operations ----
+    // Forwarded through the session to the automation server. The object-valued members return the
+    // server's own objects. Failures are reported with class "TavrelScope" and reach the host as
+    // TavrelError: the connection error while not connected or when the I/O fails, the server's
+    // refusal (kServerRefusedErrorNumber) otherwise.
+    BrumelTB::AcquisitionTavrel& Acquisition();
+    BrumelTB::AnalogChannelsTavrel& AnalogChannels();
+    BrumelTB::LogicChannelTavrel& LogicChannel();
+    BrumelTB::MeasureTavrel& Measure();
+    BrumelTB::TimebaseTavrel& Timebase();
+    BrumelTB::TriggerTavrel& Trigger();
+    BrumelTB::TraceTavrel& Trace();
+    BrumelTB::UtilitiesTavrel& Utilities();
+    void AutoScale();
+    void Digitize();
+    void Run();
+    void SingleTrigger();
+    void StopTrigger();
+    // Reads one reply; without a format (an invalid variant) as text ("K").
+    void Enter(QVariant& inputBuffer, const QVariant& format = QVariant());
+    void Output(const QVariant& outputBuffer);
+    void ReadBytes(qint32& count, QByteArray& buffer);
+    void WriteBytes(qint32 count, const QByteArray& buffer);
+    void GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points, QVector<double>& time,
+                         QVector<double>& data);
+    void GetAllWaveformData(Tavrel_WaveformPoints points, QList<BrumelTB::ChannelWaveform>& data);
+    void GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data);
+    QImage GetScreenImage(Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    void SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    // Shows AboutText() through the message box seam.
+    void AboutBox();
+    // Product name, description, version and copyright, one per line.
+    static QString AboutText();
+    // ---- end of scope operations ----
+
 signals:
     void SupportMessage(const QString& message);
 
 private:
     void applyLanguageFonts();
     void setFullPageList();
+    void resetSetups();
 
     QString m_strHelpFile;
     int m_lCountryCode = Tavrel_Language_English;
@@ -107,6 +150,8 @@ private:
 
     std::unique_ptr<CDebug> m_debug;
     std::unique_ptr<CTavrelEZ> m_session;
+    // Declared after the session it points to, so that it goes first.
+    std::unique_ptr<SetupsTavrelScope> m_setups;
     std::unique_ptr<CIOconfiguration> m_ioconfiguration;
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> m_ioManager;
 };

@@ -1,0 +1,48 @@
+#include "automation/LogicChannelTavrel.h"
+
+#include "automation/ScopeTavrel.h"
+
+namespace BrumelTB {
+
+namespace {
+const QString kDisplay = QStringLiteral(":%1:DISPlay");
+const QString kThreshold = QStringLiteral(":%1:THReshold");
+constexpr int kBitsPerPod = 8;
+constexpr int kBits = 16;
+} // namespace
+
+const MnemonicTable<Tavrel_LogicPods>& LogicChannelTavrel::PodTable() {
+    static const MnemonicTable<Tavrel_LogicPods> table(
+        "Tavrel_LogicPods", {{Tavrel_Logic_POD1, "POD1"}, {Tavrel_Logic_POD2, "POD2"}});
+    return table;
+}
+
+Tavrel_OnOffState LogicChannelTavrel::PodDisplay(Tavrel_LogicPods pod) {
+    return OnOffTable().FromReply(
+        m_scope.QueryText(kDisplay.arg(PodTable().Mnemonic(pod)) + QLatin1Char('?')));
+}
+
+void LogicChannelTavrel::SetPodDisplay(Tavrel_LogicPods pod, Tavrel_OnOffState state) {
+    m_scope.Execute(kDisplay.arg(PodTable().Mnemonic(pod)) + QLatin1Char(' ') + OnOffTable().Mnemonic(state));
+}
+
+double LogicChannelTavrel::PodThreshold(Tavrel_LogicPods pod) {
+    return m_scope.QueryReal(kThreshold.arg(PodTable().Mnemonic(pod)) + QLatin1Char('?'));
+}
+
+void LogicChannelTavrel::SetPodThreshold(Tavrel_LogicPods pod, double volts) {
+    m_scope.Execute(kThreshold.arg(PodTable().Mnemonic(pod)) + QLatin1Char(' ') +
+                    QString::number(volts, 'g', 12));
+}
+
+Tavrel_LogicPods LogicChannelTavrel::PodOf(Tavrel_LogicBits bit) {
+    if (bit < 0 || bit >= kBits)
+        throw ServerError(QStringLiteral("%1 is not a value of Tavrel_LogicBits").arg(static_cast<int>(bit)));
+    return bit < kBitsPerPod ? Tavrel_Logic_POD1 : Tavrel_Logic_POD2;
+}
+
+Tavrel_OnOffState LogicChannelTavrel::BitState(Tavrel_LogicBits bit) {
+    return PodDisplay(PodOf(bit));
+}
+
+} // namespace BrumelTB

@@ -1,0 +1,184 @@
+#include "automation/WaveformPreamble.h"
+
+#include "automation/ServerError.h"
+
+#include <QList>
+#include <QtEndian>
+#include <cstring>
+
+namespace BrumelTB {
+
+namespace {
+
+constexpr int kPreambleFields = 10;
+
+qsizetype sampleCount(const WaveformPreamble& p, const QByteArray& block) {
+    const int width = p.format == WaveformPreamble::Word ? 2 : 1;
+    if (p.format != WaveformPreamble::Word && p.format != WaveformPreamble::Byte)
+        throw ServerError(QStringLiteral("waveform format %1 cannot be converted here").arg(p.format));
+    if (block.size() % width != 0 || block.size() / width != p.points)
+        throw ServerError(QStringLiteral("the instrument sent %1 bytes for a waveform of %2 %3 samples")
+                              .arg(block.size())
+                              .arg(p.points)
+                              .arg(width == 2 ? QStringLiteral("WORD") : QStringLiteral("BYTE")));
+    return block.size() / width;
+}
+
+void fillTimes(const WaveformPreamble& p, qsizetype n, QVector<double>& time) {
+    time.resize(n);
+    double* t = time.data();
+    for (qsizetype i = 0; i < n; ++i)
+        t[i] = (static_cast<double>(i) - p.xReference) * p.xIncrement + p.xOrigin;
+}
+
+template <bool LsbFirst> inline unsigned wordAt(const uchar* bytes, qsizetype i) {
+    quint16 raw;
+    std::memcpy(&raw, bytes + 2 * i, sizeof raw);
+    return LsbFirst ? qFromLittleEndian(raw) : qFromBigEndian(raw);
+}
+
+// Times and values together, so the block and both arrays are walked once. The scaling lives in
+// locals (the stores could otherwise alias the preamble and force reloads), and the work goes in
+// fixed-size groups that the compiler turns into vector instructions at the default optimization.
+template <int Width, bool LsbFirst, typename Out, typename Value>
+void convertCodes(const WaveformPreamble& p, const uchar* bytes, qsizetype first, qsizetype n,
+                  double* __restrict t, Out* __restrict v, Value value) {
+    constexpr qsizetype kGroup = 16;
+    // The preamble's own form: reference subtracted first, which is exact for sample and code numbers.
+    const double xIncrement = p.xIncrement, xOrigin = p.xOrigin, xReference = p.xReference;
+    const auto code = [bytes](qsizetype i) -> unsigned {
+        if constexpr (Width == 1)
+            return bytes[i];
+        else
+            return wordAt<LsbFirst>(bytes, i);
+    };
+    t += first;
+    v += first;
+    // Sample numbers fit an int (a record holds at most a few million), which converts in vectors.
+    const int base = static_cast<int>(first);
+    qsizetype i = 0;
+    for (; i + kGroup <= n; i += kGroup) {
+        const int group = base + static_cast<int>(i);
+        for (int k = 0; k < kGroup; ++k) {
+            t[i + k] = (static_cast<double>(group + k) - xReference) * xIncrement + xOrigin;
+            v[i + k] = value(code(i + k));
+        }
+    }
+    for (; i < n; ++i) {
+        t[i] = (static_cast<double>(base + static_cast<int>(i)) - xReference) * xIncrement + xOrigin;
+        v[i] = value(code(i));
+    }
+}
+
+template <int Width, bool LsbFirst>
+void convertVolts(const WaveformPreamble& p, const uchar* bytes, qsizetype first, qsizetype n, double* t,
+                  double* v) {
+    const double yIncrement = p.yIncrement, yOrigin = p.yOrigin, yReference = p.yReference;
+    convertCodes<Width, LsbFirst>(p, bytes, first, n, t, v, [=](unsigned c) {
+        return (static_cast<double>(static_cast<int>(c)) - yReference) * yIncrement + yOrigin;
+    });
+}
+
+template <int Width, bool LsbFirst>
+void convertRaw(const WaveformPreamble& p, const uchar* bytes, qsizetype first, qsizetype n, double* t,
+                quint16* c) {
+    convertCodes<Width, LsbFirst>(p, bytes, first, n, t, c,
+                                  [](unsigned code) { return static_cast<quint16>(code); });
+}
+
+void convertAscii(const WaveformPreamble& p, const QByteArray& block, QVector<double>& time,
+                  QVector<double>& values) {
+    const QList<QByteArray> fields = block.trimmed().split(',');
+    const qsizetype n = block.trimmed().isEmpty() ? 0 : fields.size();
+    if (n != p.points)
+        throw ServerError(QStringLiteral("the instrument sent %1 values for a waveform of %2 samples")
+                              .arg(n)
+                              .arg(p.points));
+    values.resize(n);
+    for (qsizetype i = 0; i < n; ++i) {
+        bool ok = false;
+        values[i] = fields[i].trimmed().toDouble(&ok);
+        if (!ok)
+            throw ServerError(QStringLiteral("sample %1 of an ASCii waveform is \"%2\"")
+                                  .arg(i)
+                                  .arg(QString::fromLatin1(fields[i])));
+    }
+    fillTimes(p, n, time);
+}
+
+} // namespace
+
+WaveformPreamble WaveformPreamble::Parse(const QString& reply) {
+    const QStringList fields = reply.trimmed().split(QLatin1Char(','));
+    if (fields.size() != kPreambleFields)
+        throw ServerError(QStringLiteral("the waveform preamble \"%1\" does not have %2 fields")
+                              .arg(reply.trimmed())
+                              .arg(kPreambleFields));
+    double numbers[kPreambleFields];
+    for (int i = 0; i < kPreambleFields; ++i) {
+        bool ok = false;
+        numbers[i] = fields[i].trimmed().toDouble(&ok);
+        if (!ok)
+            throw ServerError(QStringLiteral("field %1 of the waveform preamble \"%2\" is not a number")
+                                  .arg(i + 1)
+                                  .arg(reply.trimmed()));
+    }
+    WaveformPreamble p;
+    p.format = static_cast<int>(numbers[0]);
+    p.type = static_cast<int>(numbers[1]);
+    p.points = static_cast<qint64>(numbers[2]);
+    p.count = static_cast<int>(numbers[3]);
+    p.xIncrement = numbers[4];
+    p.xOrigin = numbers[5];
+    p.xReference = numbers[6];
+    p.yIncrement = numbers[7];
+    p.yOrigin = numbers[8];
+    p.yReference = numbers[9];
+    if (p.points < 0)
+        throw ServerError(QStringLiteral("the waveform preamble announces %1 samples").arg(p.points));
+    return p;
+}
+
+void ConvertSlice(const WaveformPreamble& preamble, const uchar* bytes, qsizetype first, qsizetype count,
+                  bool lsbFirst, double* time, double* values) {
+    if (preamble.format == WaveformPreamble::Byte)
+        convertVolts<1, true>(preamble, bytes, first, count, time, values);
+    else if (lsbFirst)
+        convertVolts<2, true>(preamble, bytes, first, count, time, values);
+    else
+        convertVolts<2, false>(preamble, bytes, first, count, time, values);
+}
+
+void ConvertLogicSlice(const WaveformPreamble& preamble, const uchar* bytes, qsizetype first, qsizetype count,
+                       bool lsbFirst, double* time, quint16* codes) {
+    if (preamble.format == WaveformPreamble::Byte)
+        convertRaw<1, true>(preamble, bytes, first, count, time, codes);
+    else if (lsbFirst)
+        convertRaw<2, true>(preamble, bytes, first, count, time, codes);
+    else
+        convertRaw<2, false>(preamble, bytes, first, count, time, codes);
+}
+
+void ConvertWaveform(const WaveformPreamble& preamble, const QByteArray& block, bool lsbFirst,
+                     QVector<double>& time, QVector<double>& values) {
+    if (preamble.format == WaveformPreamble::Ascii) {
+        convertAscii(preamble, block, time, values);
+        return;
+    }
+    const qsizetype n = sampleCount(preamble, block);
+    time.resize(n);
+    values.resize(n);
+    ConvertSlice(preamble, reinterpret_cast<const uchar*>(block.constData()), 0, n, lsbFirst, time.data(),
+                 values.data());
+}
+
+void ConvertLogic(const WaveformPreamble& preamble, const QByteArray& block, bool lsbFirst,
+                  QVector<double>& time, QVector<quint16>& codes) {
+    const qsizetype n = sampleCount(preamble, block);
+    time.resize(n);
+    codes.resize(n);
+    ConvertLogicSlice(preamble, reinterpret_cast<const uchar*>(block.constData()), 0, n, lsbFirst,
+                      time.data(), codes.data());
+}
+
+} // namespace BrumelTB

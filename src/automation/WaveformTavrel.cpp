@@ -1,0 +1,162 @@
+#include "automation/WaveformTavrel.h"
+
+#include "automation/ScopeTavrel.h"
+#include "automation/WaveformPreamble.h"
+#include "iolib/IOError.h"
+#include "iolib/IOSession.h"
+
+namespace BrumelTB {
+
+namespace {
+// Everything the transfer needs is set in the message that asks for the preamble: one round trip.
+const QString kSelect =
+    QStringLiteral(":WAVeform:SOURce %1;FORMat WORD;BYTeorder LSBFirst;POINts %2;PREamble?");
+const QString kData = QStringLiteral(":WAVeform:DATA?\n");
+const QString kLogicSource = QStringLiteral("LOGic");
+const QString kDisplayedQuery = QStringLiteral(":CHANnel%1:DISPlay?");
+constexpr int kWordBytes = 2;
+// Large enough that a slice costs few system calls, small enough that converting one overlaps the
+// arrival of the next.
+constexpr qsizetype kSliceBytes = 256 * 1024;
+// How long to wait for the line end that follows a block (as the I/O library does).
+constexpr int kTrailerWaitMs = 100;
+// More than any Tavrel record holds; a preamble announcing more is corrupt, not a reason to allocate.
+constexpr qint64 kMaxPoints = 64 * 1000 * 1000;
+
+// The data block that answers ":WAVeform:DATA?", read in slices and handed to sink(first sample,
+// bytes, sample count) as each arrives, so that converting overlaps the transfer. The block must
+// hold exactly samples WORD codes; an empty block is left to the caller (the source had no data).
+template <typename Sink> qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sink) {
+    const QByteArray start = io.ReadBytes(2);
+    if (start.at(0) != '#' || start.at(1) < '1' || start.at(1) > '9') {
+        io.Clear();
+        throw ServerError(
+            QStringLiteral("the waveform data does not begin with a definite-length block header "
+                           "(\"%1\")")
+                .arg(QString::fromLatin1(start.toPercentEncoding())));
+    }
+    const QByteArray digits = io.ReadBytes(start.at(1) - '0');
+    bool ok = false;
+    const qint64 length = digits.toLongLong(&ok);
+    if (!ok) {
+        io.Clear();
+        throw ServerError(
+            QStringLiteral("bad waveform block length \"%1\"").arg(QString::fromLatin1(digits)));
+    }
+    // A block of another size is read all the same, so that the session stays in step.
+    const bool fits = length == 0 || length == samples * kWordBytes;
+    for (qint64 done = 0; done < length;) {
+        const QByteArray slice = io.ReadBytes(std::min<qint64>(kSliceBytes, length - done));
+        if (fits)
+            sink(done / kWordBytes, reinterpret_cast<const uchar*>(slice.constData()),
+                 slice.size() / kWordBytes);
+        done += slice.size();
+    }
+    // The line end that ends the response; an instrument that sends none costs only the short wait.
+    const int timeout = io.Timeout();
+    io.SetTimeout(std::min(timeout, kTrailerWaitMs));
+    try {
+        const QByteArray trailer = io.ReadBytes(1);
+        io.SetTimeout(timeout);
+        if (trailer != "\n")
+            throw ServerError(QStringLiteral("the waveform block is not followed by a line end"));
+    } catch (const CorvaneIOUtilsLib::IOError& e) {
+        io.SetTimeout(timeout);
+        if (e.kind() != CorvaneIOUtilsLib::IOError::Timeout) throw;
+    }
+    if (!fits)
+        throw ServerError(QStringLiteral("the instrument sent %1 bytes for a waveform of %2 WORD samples")
+                              .arg(length)
+                              .arg(samples));
+    return length;
+}
+
+} // namespace
+
+const MnemonicTable<Tavrel_WaveformPoints>& WaveformTavrel::PointsTable() {
+    static const MnemonicTable<Tavrel_WaveformPoints> table("Tavrel_WaveformPoints",
+                                                            {{Tavrel_DataPoints_100, "100"},
+                                                             {Tavrel_DataPoints_250, "250"},
+                                                             {Tavrel_DataPoints_500, "500"},
+                                                             {Tavrel_DataPoints_1000, "1000"},
+                                                             {Tavrel_DataPoints_2000, "2000"},
+                                                             {Tavrel_DataPoints_ALL, "MAXimum"}});
+    return table;
+}
+
+const MnemonicTable<Tavrel_AnalogChannels>& WaveformTavrel::SourceTable() {
+    static const MnemonicTable<Tavrel_AnalogChannels> table("Tavrel_AnalogChannels",
+                                                            {{Tavrel_Channel_1, "CHANnel1"},
+                                                             {Tavrel_Channel_2, "CHANnel2"},
+                                                             {Tavrel_Channel_3, "CHANnel3"},
+                                                             {Tavrel_Channel_4, "CHANnel4"}});
+    return table;
+}
+
+WaveformPreamble WaveformTavrel::selectWordSource(const QString& source, Tavrel_WaveformPoints points) {
+    const QString command = kSelect.arg(source, PointsTable().Mnemonic(points));
+    const WaveformPreamble preamble = WaveformPreamble::Parse(m_scope.QueryText(command));
+    if (preamble.format != WaveformPreamble::Word)
+        throw ServerError(
+            QStringLiteral("the instrument describes WORD data as format %1").arg(preamble.format));
+    if (preamble.points > kMaxPoints)
+        throw ServerError(QStringLiteral("the waveform preamble announces %1 points").arg(preamble.points));
+    m_scope.IO().WriteString(kData);
+    return preamble;
+}
+
+void WaveformTavrel::noData() {
+    // An empty block: the instrument refused the source or has nothing acquired; its queue says which.
+    m_scope.CheckInstrumentErrors();
+    throw ServerError(QStringLiteral("the instrument has no waveform data for that source"));
+}
+
+void WaveformTavrel::GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
+                                     QVector<double>& time, QVector<double>& data) {
+    const WaveformPreamble preamble = selectWordSource(SourceTable().Mnemonic(channel), points);
+    time.resize(preamble.points);
+    data.resize(preamble.points);
+    double* t = time.data();
+    double* v = data.data();
+    const qint64 length = receiveWords(m_scope.IO(), preamble.points,
+                                       [&](qsizetype first, const uchar* bytes, qsizetype count) {
+                                           ConvertSlice(preamble, bytes, first, count, true, t, v);
+                                       });
+    if (length == 0) noData();
+}
+
+QList<ChannelWaveform> WaveformTavrel::GetAllWaveformData(Tavrel_WaveformPoints points) {
+    PointsTable().Mnemonic(points); // refuse a bad count before anything is sent
+    QStringList queries;
+    for (const auto& row : SourceTable().Rows())
+        queries << kDisplayedQuery.arg(static_cast<int>(row.value));
+    const QStringList displayed = m_scope.QueryText(queries.join(QLatin1Char(';'))).split(QLatin1Char(';'));
+    if (displayed.size() != static_cast<qsizetype>(SourceTable().Rows().size()))
+        throw ServerError(QStringLiteral("the instrument answered \"%1\" for the displayed channels")
+                              .arg(displayed.join(QLatin1Char(';'))));
+    QList<ChannelWaveform> out;
+    for (qsizetype i = 0; i < displayed.size(); ++i) {
+        if (OnOffTable().FromReply(displayed[i]) == Tavrel_Off) continue;
+        ChannelWaveform waveform;
+        waveform.channel = SourceTable().Rows()[static_cast<size_t>(i)].value;
+        GetWaveformData(waveform.channel, points, waveform.time, waveform.data);
+        out.append(std::move(waveform));
+    }
+    return out;
+}
+
+void WaveformTavrel::GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time,
+                                  QVector<quint16>& data) {
+    const WaveformPreamble preamble = selectWordSource(kLogicSource, points);
+    time.resize(preamble.points);
+    data.resize(preamble.points);
+    double* t = time.data();
+    quint16* c = data.data();
+    const qint64 length = receiveWords(m_scope.IO(), preamble.points,
+                                       [&](qsizetype first, const uchar* bytes, qsizetype count) {
+                                           ConvertLogicSlice(preamble, bytes, first, count, true, t, c);
+                                       });
+    if (length == 0) noData();
+}
+
+} // namespace BrumelTB

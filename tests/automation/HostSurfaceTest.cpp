@@ -1,0 +1,232 @@
+#include "AutomationTestSupport.h"
+#include "automation/AcquisitionTavrel.h"
+#include "automation/AnalogChannelsTavrel.h"
+#include "automation/LogicChannelTavrel.h"
+#include "automation/MeasureTavrel.h"
+#include "automation/ScopeTavrel.h"
+#include "automation/TimebaseTavrel.h"
+#include "automation/TraceTavrel.h"
+#include "automation/TriggerTavrel.h"
+#include "automation/UtilitiesTavrel.h"
+#include "control/CDebug.h"
+#include "control/CTavrelEZ.h"
+#include "control/MessageBoxSeam.h"
+#include "control/TavrelError.h"
+#include "control/TavrelScope.h"
+#include "iolib/IOSession.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace {
+
+// A control on the simulated bench whose diagnostics raise every report as its SupportMessage event.
+struct Control {
+    TavrelScope control;
+    QStringList reports;
+    Control() {
+        control.SetIOManager(simManager());
+        control.SetSupportMessageMode(CDebug::EventBit);
+        QObject::connect(&control, &TavrelScope::SupportMessage,
+                         [this](const QString& m) { reports.append(m); });
+    }
+    void connect() {
+        control.SetAddress(kSimScope);
+        control.SetResetOnInitialize(true);
+        control.Initialize();
+        ASSERT_TRUE(control.InstrumentConnected());
+        control.Acquisition().SetPoints(10000);
+    }
+    bool reported(const QString& procedure, qint32 number) const {
+        const QString code = QStringLiteral("0x") + QString::number(quint32(number), 16).toUpper();
+        for (const QString& r : reports)
+            if (r.contains(QStringLiteral("File: TavrelScope\r\n")) &&
+                r.contains(QStringLiteral("Function: ") + procedure + QStringLiteral("\r\n")) &&
+                r.contains(code))
+                return true;
+        return false;
+    }
+};
+
+// Runs call and returns the number of the TavrelError it raised, 0 if none.
+qint32 raisedNumber(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const TavrelError& e) {
+        return e.number();
+    }
+    return 0;
+}
+
+} // namespace
+
+TEST(HostSurface, EveryOperationRefusesWhileNotConnected) {
+    Control c;
+    TavrelScope& s = c.control;
+    QVector<double> time, data;
+    QVector<quint16> logic;
+    QList<BrumelTB::ChannelWaveform> all;
+    QVariant buffer;
+    QByteArray bytes("*IDN?\n");
+    qint32 count = 6;
+    const struct {
+        const char* procedure;
+        std::function<void()> call;
+    } members[] = {
+        {"Acquisition", [&] { s.Acquisition(); }},
+        {"AnalogChannels", [&] { s.AnalogChannels(); }},
+        {"LogicChannel", [&] { s.LogicChannel(); }},
+        {"Measure", [&] { s.Measure(); }},
+        {"Timebase", [&] { s.Timebase(); }},
+        {"Trigger", [&] { s.Trigger(); }},
+        {"Trace", [&] { s.Trace(); }},
+        {"Utilities", [&] { s.Utilities(); }},
+        {"AutoScale", [&] { s.AutoScale(); }},
+        {"Digitize", [&] { s.Digitize(); }},
+        {"Run", [&] { s.Run(); }},
+        {"SingleTrigger", [&] { s.SingleTrigger(); }},
+        {"StopTrigger", [&] { s.StopTrigger(); }},
+        {"Enter", [&] { s.Enter(buffer); }},
+        {"Output", [&] { s.Output(QStringLiteral("*RST")); }},
+        {"ReadBytes", [&] { s.ReadBytes(count, bytes); }},
+        {"WriteBytes", [&] { s.WriteBytes(count, bytes); }},
+        {"GetWaveformData", [&] { s.GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data); }},
+        {"GetAllWaveformData", [&] { s.GetAllWaveformData(Tavrel_DataPoints_ALL, all); }},
+        {"GetLogicData", [&] { s.GetLogicData(Tavrel_DataPoints_ALL, time, logic); }},
+        {"GetScreenImage", [&] { s.GetScreenImage(); }},
+        {"SaveScreenImage", [&] { s.SaveScreenImage(QStringLiteral("/nonexistent/screen.bmp")); }},
+    };
+    for (const auto& m : members) {
+        EXPECT_EQ(raisedNumber(m.call), ErrorNumber::ConnectionFailed) << m.procedure;
+        EXPECT_TRUE(c.reported(QLatin1String(m.procedure), ErrorNumber::ConnectionFailed)) << m.procedure;
+    }
+    EXPECT_EQ(count, 6);
+    EXPECT_FALSE(buffer.isValid()) << "a refused call leaves its in/out arguments alone";
+}
+
+TEST(HostSurface, ObjectsAreTheServersOwn) {
+    Control c;
+    c.connect();
+    BrumelTB::ScopeTavrel& server = c.control.Session().Server();
+    EXPECT_EQ(&c.control.Acquisition(), &server.Acquisition());
+    EXPECT_EQ(&c.control.AnalogChannels(), &server.AnalogChannels());
+    EXPECT_EQ(&c.control.LogicChannel(), &server.LogicChannel());
+    EXPECT_EQ(&c.control.Measure(), &server.Measure());
+    EXPECT_EQ(&c.control.Timebase(), &server.Timebase());
+    EXPECT_EQ(&c.control.Trigger(), &server.Trigger());
+    EXPECT_EQ(&c.control.Trace(), &server.Trace());
+    EXPECT_EQ(&c.control.Utilities(), &server.Utilities());
+}
+
+TEST(HostSurface, EnterReadsTextUnlessAFormatSaysOtherwise) {
+    Control c;
+    c.connect();
+    const struct {
+        const char* output;
+        QVariant format;
+        QVariant expected;
+    } cases[] = {
+        {"*IDN?", QVariant(), QStringLiteral("CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02")},
+        {"*IDN?", QStringLiteral("K"), QStringLiteral("CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02")},
+        {"*OPC?", QStringLiteral("D"), QVariant(1)},
+        {":CHANnel1:SCALe?", QStringLiteral("f"), QVariant(1.0)},
+    };
+    for (const auto& k : cases) {
+        c.control.Output(QLatin1String(k.output));
+        QVariant buffer(42);
+        c.control.Enter(buffer, k.format);
+        EXPECT_EQ(buffer, k.expected) << k.output << " " << k.format.toString().toStdString();
+    }
+}
+
+TEST(HostSurface, BytesGoOutAndComeBackCounted) {
+    Control c;
+    c.connect();
+    c.control.WriteBytes(6, QByteArray("*IDN?\n:RUN BOGUS\n"));
+    qint32 count = 7;
+    QByteArray buffer;
+    c.control.ReadBytes(count, buffer);
+    EXPECT_EQ(buffer, QByteArray("CORVANE"));
+    EXPECT_EQ(count, 7);
+    c.control.Session().Server().IO().Clear();
+    EXPECT_TRUE(c.control.Utilities().ReadErrors().isEmpty()) << "only the first 6 bytes were sent";
+}
+
+TEST(HostSurface, FailuresBelowReachTheHostAsTavrelErrors) {
+    Control c;
+    c.connect();
+    QVariant buffer;
+    EXPECT_EQ(raisedNumber([&] { c.control.Enter(buffer, QStringLiteral("Q")); }), kServerRefusedErrorNumber);
+    EXPECT_TRUE(c.reported(QStringLiteral("Enter"), kServerRefusedErrorNumber));
+    EXPECT_EQ(
+        raisedNumber([&] { c.control.SaveScreenImage(QStringLiteral("x.emf"), Tavrel_ImageFormat_EMF); }),
+        kServerRefusedErrorNumber);
+
+    c.control.Session().Server().IO().SetTimeout(50);
+    qint32 count = 4;
+    QByteArray bytes;
+    EXPECT_EQ(raisedNumber([&] { c.control.ReadBytes(count, bytes); }), ErrorNumber::ConnectionFailed);
+    EXPECT_TRUE(c.reported(QStringLiteral("ReadBytes"), ErrorNumber::ConnectionFailed));
+    EXPECT_EQ(count, 4);
+    EXPECT_TRUE(c.control.InstrumentConnected());
+}
+
+TEST(HostSurface, ScopeOperationsThroughTheControl) {
+    Control c;
+    c.connect();
+    c.control.AnalogChannels().Item(Tavrel_Channel_1).SetDisplay(Tavrel_On);
+    c.control.StopTrigger();
+    EXPECT_EQ(c.control.Acquisition().RunState(), Tavrel_Off);
+    c.control.Run();
+    EXPECT_EQ(c.control.Acquisition().RunState(), Tavrel_On);
+    c.control.SingleTrigger();
+    EXPECT_EQ(c.control.Acquisition().RunState(), Tavrel_Off);
+    c.control.Digitize();
+
+    QVector<double> time, data;
+    c.control.GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data);
+    ASSERT_EQ(data.size(), 10000);
+    EXPECT_NEAR(*std::max_element(data.begin(), data.end()) - *std::min_element(data.begin(), data.end()),
+                2.0, 0.05);
+
+    QList<BrumelTB::ChannelWaveform> all;
+    c.control.GetAllWaveformData(Tavrel_DataPoints_500, all);
+    ASSERT_EQ(all.size(), 1);
+    EXPECT_EQ(all[0].data.size(), 500);
+
+    QVector<quint16> logic;
+    c.control.GetLogicData(Tavrel_DataPoints_100, time, logic);
+    EXPECT_EQ(logic.size(), 100);
+
+    EXPECT_FALSE(c.control.GetScreenImage().isNull());
+    QTemporaryDir dir;
+    c.control.SaveScreenImage(dir.filePath(QStringLiteral("screen.gif")), Tavrel_ImageFormat_GIF);
+    EXPECT_TRUE(QFile::exists(dir.filePath(QStringLiteral("screen.gif"))));
+    c.control.AutoScale();
+    EXPECT_EQ(c.control.Acquisition().RunState(), Tavrel_On);
+    EXPECT_TRUE(c.reports.isEmpty()) << c.reports.join(QLatin1Char('\n')).toStdString();
+}
+
+TEST(HostSurface, AboutBoxShowsNameVersionAndCopyright) {
+    Control c;
+    QList<MessageBoxRequest> shown;
+    SetMessageBoxHandler([&](const MessageBoxRequest& r) {
+        shown.append(r);
+        return kMessageBoxResultOK;
+    });
+    c.control.AboutBox();
+    SetMessageBoxHandler(nullptr);
+    ASSERT_EQ(shown.size(), 1);
+    EXPECT_EQ(shown[0].title, QStringLiteral("About Tavrel Scope Control"));
+    EXPECT_EQ(shown[0].text, TavrelScope::AboutText());
+    const QStringList lines = shown[0].text.split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 4);
+    EXPECT_EQ(lines[0], QStringLiteral("Tavrel Scope Control"));
+    EXPECT_TRUE(lines[2].startsWith(QStringLiteral("Version: ")));
+    EXPECT_TRUE(lines[3].startsWith(QStringLiteral("Copyright")));
+    if (lines[2].endsWith(QStringLiteral("unknown")))
+        GTEST_SKIP() << "the library was built without TAVREL_VERSION";
+    EXPECT_EQ(lines[2], QStringLiteral("Version: ") + QStringLiteral(TAVREL_PROJECT_VERSION));
+}
