@@ -43,6 +43,13 @@ QList<Command> DocCommands();
 QList<Command> StringsCommands();
 QList<Command> InstrumentCommands();
 QList<Command> SearchCommands();
+QList<Command> ScopeCommands();
+QList<Command> DemoCommands();
+QList<Command> SetupCommands();
+
+struct SearchResult;
+// The instrument list of a search as a table, then the ports not found and the silent COM ports.
+void PrintSearchTable(const CliContext& context, const SearchResult& result);
 
 // Takes "--name" out of args; true when it was there.
 bool TakeFlag(QStringList& args, const QString& name);

@@ -39,7 +39,9 @@ QString padded(const QString& text, qsizetype width) {
     return text.leftJustified(width);
 }
 
-void printTable(const CliContext& context, const SearchResult& result) {
+} // namespace
+
+void PrintSearchTable(const CliContext& context, const SearchResult& result) {
     const QStringList headings = {Localized(201), Localized(202), Localized(203), Localized(204)};
     QList<qsizetype> widths;
     for (const QString& h : headings)
@@ -76,6 +78,8 @@ void printTable(const CliContext& context, const SearchResult& result) {
                           .arg(ports.join(QStringLiteral(", "))));
     }
 }
+
+namespace {
 
 QJsonObject toJson(const SearchResult& result) {
     QJsonArray rows;
@@ -117,7 +121,7 @@ int runSearch(CliContext& context) {
     if (context.json)
         context.printJson(toJson(result));
     else
-        printTable(context, result);
+        PrintSearchTable(context, result);
     return 0;
 }
 

@@ -4,7 +4,9 @@
 #include "control/TavrelError.h"
 #include "iolib/IOManager.h"
 
+#include <QDir>
 #include <QFile>
+#include <unistd.h>
 
 #include <QGuiApplication>
 #include <QJsonObject>
@@ -19,6 +21,9 @@ QList<Command> allCommands() {
     commands += StringsCommands();
     commands += InstrumentCommands();
     commands += SearchCommands();
+    commands += SetupCommands();
+    commands += ScopeCommands();
+    commands += DemoCommands();
     return commands;
 }
 
@@ -44,6 +49,15 @@ const Command* findCommand(const QList<Command>& commands, QStringList& args) {
     }
     args.remove(0, bestWords);
     return best;
+}
+
+// The GUI application wants a private runtime directory; a login session normally provides one.
+void ensureRuntimeDirectory() {
+    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) return;
+    const QString path = QDir::tempPath() + QStringLiteral("/tavrel-runtime-%1").arg(::getuid());
+    QDir().mkpath(path);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path));
 }
 
 } // namespace
@@ -88,6 +102,7 @@ int main(int argc, char** argv) {
         if (command->needsGui) {
             // Plots and screen images need fonts and image plugins, not a display.
             if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+            ensureRuntimeDirectory();
             app = std::make_unique<QGuiApplication>(argc, argv);
         } else {
             app = std::make_unique<QCoreApplication>(argc, argv);
