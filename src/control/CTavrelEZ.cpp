@@ -1,7 +1,15 @@
 #include "control/CTavrelEZ.h"
 
+#include "automation/AcquisitionTavrel.h"
+#include "automation/AnalogChannelsTavrel.h"
+#include "automation/LogicChannelTavrel.h"
+#include "automation/MeasureTavrel.h"
 #include "automation/ScopeTavrel.h"
 #include "automation/ServerError.h"
+#include "automation/TimebaseTavrel.h"
+#include "automation/TraceTavrel.h"
+#include "automation/TriggerTavrel.h"
+#include "automation/UtilitiesTavrel.h"
 #include "control/Diagnostics.h"
 #include "control/Localization.h"
 #include "discovery/CQueryInstrument.h"
@@ -9,17 +17,6 @@
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 #include "iolib/SerialSession.h"
-
-// ---- Scope operations (includes) ----
-#include "automation/AcquisitionTavrel.h"
-#include "automation/AnalogChannelsTavrel.h"
-#include "automation/LogicChannelTavrel.h"
-#include "automation/MeasureTavrel.h"
-#include "automation/TimebaseTavrel.h"
-#include "automation/TraceTavrel.h"
-#include "automation/TriggerTavrel.h"
-#include "automation/UtilitiesTavrel.h"
-// ---- end of scope operations (includes) ----
 
 namespace {
 
@@ -175,7 +172,7 @@ void CTavrelEZ::WriteProperties(PropertyBag& bag) const {
     });
 }
 
-// ---- Scope operations ----
+// Scope operations.
 
 TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error) {
     return TavrelError(kServerRefusedErrorNumber, Localized(104), error.message(), kComponentHelpFile);
@@ -286,5 +283,3 @@ QImage CTavrelEZ::GetScreenImage(Tavrel_ImageFormat format) {
 void CTavrelEZ::SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format) {
     callServer([&](BrumelTB::ScopeTavrel& s) { s.SaveScreenImage(fileName, format); });
 }
-
-// ---- end of scope operations ----

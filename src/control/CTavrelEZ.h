@@ -1,24 +1,20 @@
 #pragma once
 
-#include <QObject>
-#include <QString>
-#include <memory>
-
-// ---- Scope operations (includes) ----
 #include "automation/WaveformTavrel.h"
 #include "control/CEnums.h"
 #include "control/TavrelError.h"
 
 #include <QImage>
+#include <QObject>
+#include <QString>
 #include <QVariant>
 #include <QVector>
-// ---- end of scope operations (includes) ----
+#include <memory>
 
 class PropertyBag;
 
 namespace BrumelTB {
 class ScopeTavrel;
-// ---- Scope operations (server objects) ----
 class AcquisitionTavrel;
 class AnalogChannelsTavrel;
 class LogicChannelTavrel;
@@ -28,21 +24,18 @@ class TriggerTavrel;
 class TraceTavrel;
 class UtilitiesTavrel;
 class ServerError;
-// ---- end of scope operations (server objects) ----
 } // namespace BrumelTB
 namespace CorvaneIOUtilsLib {
 class IOManager;
-class IOError; // scope operations
+class IOError;
 } // namespace CorvaneIOUtilsLib
 
-// ---- Scope operations (errors) ----
 // The number of a refusal by the automation server: the first past the 512 that the runtime keeps.
 constexpr qint32 kServerRefusedErrorNumber = ObjectErrorBase + 513;
 // What the host sees of a failure below the control: the server's refusal under
 // kServerRefusedErrorNumber, an I/O failure as the connection error (ObjectErrorBase + 59).
 TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error);
 TavrelError TavrelErrorFromIO(const CorvaneIOUtilsLib::IOError& error);
-// ---- end of scope operations (errors) ----
 
 // The connection to the instrument: holds the address in the automation server's form, opens the
 // server on Initialize (optionally resetting the instrument and checking its identity) and closes
@@ -79,7 +72,7 @@ public:
     void ReadProperties(PropertyBag& bag);
     void WriteProperties(PropertyBag& bag) const;
 
-    // ---- Scope operations ----
+    // Scope operations.
     // Each runs the common pre-call step (the connection error while nothing is open), then the
     // automation server's member; a failure of the server or of the I/O reaches the caller as a
     // TavrelError.
@@ -108,7 +101,6 @@ public:
     void GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data);
     QImage GetScreenImage(Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
     void SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
-    // ---- end of scope operations ----
 
 signals:
     void PropertyChanged(const QString& name);
@@ -118,9 +110,7 @@ private:
     void open();
     void prepareInstrument();
     [[noreturn]] void raiseConnectionError(const QString& detail = {}) const;
-    // ---- Scope operations (pre-call step) ----
     template <typename Body> decltype(auto) callServer(Body&& body);
-    // ---- end of scope operations (pre-call step) ----
 
     QString m_strHelpFile;
     int m_lTXDelay = 50;

@@ -5,13 +5,11 @@
 #include "control/Diagnostics.h"
 #include "control/Languages.h"
 #include "control/Localization.h"
+#include "control/MessageBoxSeam.h"
 #include "control/PropertyPagesSeam.h"
 #include "hosting/PropertyBag.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
-// ---- Scope operations (includes) ----
-#include "control/MessageBoxSeam.h"
-// ---- end of scope operations (includes) ----
 
 namespace {
 
@@ -290,7 +288,7 @@ void TavrelScope::ShowPropertyPages(int pages) {
     });
 }
 
-// ---- Scope operations ----
+// Scope operations.
 
 namespace {
 // The build's version (CMake's PROJECT_VERSION), when the build passes it in.
@@ -413,5 +411,3 @@ void TavrelScope::AboutBox() {
         ShowMessageBox(request);
     });
 }
-
-// ---- end of scope operations ----

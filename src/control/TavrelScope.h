@@ -1,10 +1,8 @@
 #pragma once
 
 #include "control/CEnums.h"
-#include "ioconfig/CIOconfiguration.h"
-// ---- Scope operations (includes) ----
 #include "control/CTavrelEZ.h"
-// ---- end of scope operations (includes) ----
+#include "ioconfig/CIOconfiguration.h"
 #include "setups/SetupsTavrelScope.h"
 
 #include <QObject>
@@ -93,7 +91,7 @@ public:
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> IOManager() const { return m_ioManager; }
     void SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager);
 
-    // ---- Scope operations ----
+    // Scope operations.
     // Forwarded through the session to the automation server. The object-valued members return the
     // server's own objects. Failures are reported with class "TavrelScope" and reach the host as
     // TavrelError: the connection error while not connected or when the I/O fails, the server's
@@ -126,7 +124,6 @@ public:
     void AboutBox();
     // Product name, description, version and copyright, one per line.
     static QString AboutText();
-    // ---- end of scope operations ----
 
 signals:
     void SupportMessage(const QString& message);
