@@ -1,3 +1,5 @@
+// SCPI parsing, the error queue and status, the framer, and every subsystem's settings.
+
 #include "SimTestSupport.h"
 #include "sim/ScpiFramer.h"
 
@@ -5,102 +7,113 @@
 
 using namespace tavrelsim;
 using simtest::ask;
+using simtest::NoError;
 
 namespace {
 
-struct Exchange {
-    const char* setup;    // sent first; must raise no error
-    const char* query;    // then this
-    const char* expected; // its whole response
-};
-
-void PrintTo(const Exchange& e, std::ostream* os) {
-    *os << e.setup << " / " << e.query;
+TEST(ScopeParser, FormsPathsAndSettingsReadBack) {
+    const struct {
+        const char *setup, *query, *expected; // the setup must raise no error
+    } cases[] = {
+        {"", "*idn?", "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n"},
+        {":CHANnel2:SCALe 0.5", ":chan2:scal?", "+5.000000E-01\n"},
+        {":CHAN2:SCAL 0.25", ":Channel2:Scale?", "+2.500000E-01\n"},
+        {"  :TIM:SCAL 2E-3  ", ":TIMEBASE:SCALE?", "+2.000000E-03\n"},
+        {":TIM:SCAL 2.5 e -6", ":TIM:SCAL?", "+2.500000E-06\n"},
+        {":TIM:SCAL MAX", ":TIM:SCAL?", "+5.000000E+01\n"},
+        // After ";" a header without a leading colon continues the previous subsystem.
+        {":CHAN3:SCAL 2;DISP ON;OFFS -1", ":CHAN3:DISP?;OFFS?;SCAL?", "1;-1.000000E+00;+2.000000E+00\n"},
+        {":CHAN4:SCAL 3;*CLS;DISP ON", ":CHAN4:DISP?", "1\n"},
+        {":CHAN1:SCAL 2;:TIM:SCAL 1e-6", ":TIM:SCAL?;:CHAN1:SCAL?", "+1.000000E-06;+2.000000E+00\n"},
+        {":CHAN1:PROB 20;PROB:MODE AUTO", ":CHAN1:PROB?;PROB:MODE?", "+2.000000E+01;AUTO\n"},
+        {":CHAN:SCAL 0.1", ":CHAN1:SCAL?", "+1.000000E-01\n"},
+        {":CHAN1:COUP ac", ":CHAN1:COUPLING?", "AC\n"},
+        {":CHAN2:DISP 1;:CHAN1:DISP OFF", ":CHAN1:DISP?;:CHAN2:DISP?", "0;1\n"},
+        {"*ESE 36;*SRE 16", "*ESE?;*SRE?", "36;16\n"},
+        {"", "*OPC?;*TST?", "1;0\n"},
+        {"", ":SYST:ERR:NEXT?", NoError},
+        {"", ":SYST:VERS?", "1999.0\n"},
+        {";;", "*OPC?\r", "1\n"},
+        {":CHANnel3:PROBe 100", ":chan3:prob?", "+1.000000E+02\n"},
+        {":CHAN4:PROB MAX", ":CHAN4:PROB?", "+1.000000E+02\n"},
+        {":TIM:MODE xy", ":TIMebase:MODE?", "XY\n"},
+        {":TIM:MODE DELayed", ":TIM:MODE?", "DEL\n"},
+        {":TIMebase:REFerence RIGHT", ":TIM:REF?", "RIGH\n"},
+        {":ACQ:TYPE glitch", ":ACQ:TYPE?", "GLIT\n"},
+        {":ACQ:COUN 256", ":ACQuire:COUNt?", "256\n"},
+        {":ACQ:POIN MIN", ":ACQ:POIN?", "100\n"},
+        {":TRIG:MODE AUTolevel", ":TRIG:MODE?", "AUT\n"},
+        {":TRIGger:SOURce external", ":TRIG:SOUR?", "EXT\n"},
+        {":TRIG:SOUR D15", ":TRIG:SOUR?", "D15\n"},
+        {":TRIG:SOUR d0", ":TRIG:SOUR?", "D0\n"},
+        {":TRIG:LEV -0.25", ":TRIG:LEV?", "-2.500000E-01\n"},
+        {":MEAS:SOUR CHANnel4", ":MEAS:SOUR?", "CHAN4\n"},
+        {":POD2:DISP ON", ":POD2:DISP?;:POD1:DISP?", "1;0\n"},
+        {":POD1:THR -3.5", ":POD1:THR?;:POD2:THR?", "-3.500000E+00;+1.400000E+00\n"},
+        {":WAV:SOUR LOGic", ":WAV:SOUR?", "LOG\n"},
+        {":WAV:SOUR CHAN", ":WAV:SOUR?", "CHAN1\n"},
+        {":WAV:FORM ASCii;BYT MSBF", ":WAV:FORM?;BYT?", "ASC;MSBF\n"},
+        {":WAV:POIN MAX", ":WAV:POIN?", "1000000\n"},
+        {":ACQ:POIN 500;:WAV:POIN 2000", ":WAV:POIN?", "500\n"},
+        {":ACQ:POIN 1500;:WAV:POIN 1000", ":WAV:POIN?", "750\n"}, // every second sample
+        {":TRAC3:DISP ON", ":TRAC3:DISP?;:TRAC1:DISP?", "1;0\n"},
+        {":STOP;:RUN", ":RSTate?", "RUN\n"},
+        {":SINGle", ":OPER:COND?", "STOP\n"},
+        {":DIG CHAN1,POD2,CHANnel4", ":RST?", "STOP\n"}};
+    for (const auto& c : cases) {
+        TavrelScope scope;
+        ask(scope, c.setup);
+        EXPECT_EQ(ask(scope, c.query), QByteArray(c.expected)) << c.setup << " / " << c.query;
+        EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError) << c.setup;
+    }
 }
 
-class ScopeExchange : public ::testing::TestWithParam<Exchange> {};
-
-TEST_P(ScopeExchange, AnswersAsExpected) {
-    TavrelScope scope;
-    ask(scope, GetParam().setup);
-    EXPECT_EQ(ask(scope, GetParam().query), QByteArray(GetParam().expected));
-    EXPECT_EQ(ask(scope, ":SYST:ERR?"), "0,\"No error\"\n") << "setup: " << GetParam().setup;
+TEST(ScopeParser, BadInputQueuesItsErrorAndChangesNothing) {
+    const struct {
+        int error;
+        std::initializer_list<const char*> commands;
+    } cases[] = {{-113, {":FOO?", ":CHAN1:BOGUS 1", "SCAL 1", "*IDN"}},
+                 {-114, {":CHAN5:SCAL?", ":CHAN0:SCAL 1", ":POD3:DISP ON", ":TRAC5:DISP ON"}},
+                 {-109, {":CHAN1:SCAL", ":WAV:POIN", ":TRAC1:STOR"}},
+                 {-108,
+                  {":CHAN1:SCAL 1,2", "*IDN? 1", ":MEAS:VPP? CHAN1,CHAN2", ":WAV:DATA? 1", ":RUN 1",
+                   ":DISP:DATA? PNG,1", ":TRAC1:CLE 1", ":AUT ON"}},
+                 {-224, {":CHAN1:SCAL abc", ":CHAN1:SCAL 1 2",       ":CHAN1:COUP XYZ",   ":CHAN1:DISP MAYBE",
+                         ":CHAN1:PROB 5",   ":CHAN1:PROB:MODE SEMI", ":TIM:MODE FAST",    ":TIM:REF TOP",
+                         ":ACQ:TYPE HIRES", ":ACQ:COUN 3",           ":TRIG:MODE SINGLE", ":TRIG:SOUR CHAN5",
+                         ":TRIG:SOUR POD1", ":TRIG:SOUR D16",        ":TRIG:SOUR D",      ":TRIG:SOUR LINE2",
+                         ":TRIG:SLOP UP",   ":TRIG:COUP GND",        ":MEAS:SOUR POD1",   ":MEAS:VPP? LINE",
+                         ":WAV:SOUR EXT",   ":WAV:SOUR D3",          ":WAV:FORM LONG",    ":WAV:BYT BIG",
+                         ":DISP:DATA? JPG", ":TRAC1:STOR POD1",      ":DIG CHAN1,LINE"}},
+                 {-222,
+                  {":CHAN1:SCAL 99", ":TIM:SCAL -1", ":TIM:SCAL 5E-10", ":TIM:SCAL -1e-8", ":CHAN1:PROB 1000",
+                   ":ACQ:COUN 512", ":ACQ:POIN 99", ":ACQ:POIN 2000000", ":TRIG:LEV 1001", ":POD1:THR 9",
+                   ":WAV:POIN 50"}},
+                 {-138, {":CHAN1:SCAL 1V"}},
+                 {-104, {":CHAN1:SCAL \"1\"", ":SYST:SET 5"}},
+                 {-102, {":SYST::ERR?", "*IDN?x", ":CHAN1:SCAL ,1"}},
+                 {-151, {":CHAN1:SCAL 'open"}},
+                 {-161, {":SYST:SET #9123"}}};
+    for (const auto& c : cases) {
+        for (const char* command : c.commands) {
+            TavrelScope scope;
+            const QByteArray before = scope.learnString();
+            EXPECT_EQ(ask(scope, command), QByteArray()) << command;
+            EXPECT_EQ(simtest::nextError(scope), c.error) << command;
+            EXPECT_EQ(ask(scope, ":SYST:ERR?;:RST?"), NoError.chopped(1) + ";RUN\n") << command;
+            EXPECT_EQ(scope.learnString(), before) << command;
+        }
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    FormsAndPaths, ScopeExchange,
-    ::testing::Values(Exchange{"", "*IDN?", "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n"},
-                      Exchange{"", "*idn?", "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n"},
-                      Exchange{":CHANnel2:SCALe 0.5", ":chan2:scal?", "+5.000000E-01\n"},
-                      Exchange{":CHAN2:SCAL 0.25", ":Channel2:Scale?", "+2.500000E-01\n"},
-                      Exchange{"  :TIM:SCAL 2E-3  ", ":TIMEBASE:SCALE?", "+2.000000E-03\n"},
-                      Exchange{":TIM:SCAL 2.5 e -6", ":TIM:SCAL?", "+2.500000E-06\n"},
-                      Exchange{":TIM:SCAL MAX", ":TIM:SCAL?", "+5.000000E+01\n"},
-                      // After ";" a header without a leading colon continues the previous subsystem.
-                      Exchange{":CHAN3:SCAL 2;DISP ON;OFFS -1", ":CHAN3:DISP?;OFFS?;SCAL?",
-                               "1;-1.000000E+00;+2.000000E+00\n"},
-                      Exchange{":CHAN4:SCAL 3;*CLS;DISP ON", ":CHAN4:DISP?", "1\n"},
-                      Exchange{":CHAN1:SCAL 2;:TIM:SCAL 1e-6", ":TIM:SCAL?;:CHAN1:SCAL?",
-                               "+1.000000E-06;+2.000000E+00\n"},
-                      Exchange{":CHAN:SCAL 0.1", ":CHAN1:SCAL?", "+1.000000E-01\n"},
-                      Exchange{":CHAN1:COUP ac", ":CHAN1:COUPLING?", "AC\n"},
-                      Exchange{":CHAN2:DISP 1;:CHAN1:DISP OFF", ":CHAN1:DISP?;:CHAN2:DISP?", "0;1\n"},
-                      Exchange{"*ESE 36;*SRE 16", "*ESE?;*SRE?", "36;16\n"},
-                      Exchange{"", "*OPC?;*TST?", "1;0\n"},
-                      Exchange{"", ":SYST:ERR:NEXT?", "0,\"No error\"\n"},
-                      Exchange{"", ":SYST:VERS?", "1999.0\n"}, Exchange{";;", "*OPC?\r", "1\n"}));
-
-struct Fault {
-    const char* command;
-    int error;
-};
-
-void PrintTo(const Fault& f, std::ostream* os) {
-    *os << f.command;
-}
-
-class ScopeError : public ::testing::TestWithParam<Fault> {};
-
-TEST_P(ScopeError, QueuesTheErrorAndNothingElse) {
-    TavrelScope scope;
-    const QByteArray before = scope.learnString();
-    EXPECT_EQ(ask(scope, GetParam().command), QByteArray());
-    EXPECT_EQ(ask(scope, ":SYST:ERR?").split(',').first(), QByteArray::number(GetParam().error));
-    EXPECT_EQ(ask(scope, ":SYST:ERR?"), "0,\"No error\"\n");
-    EXPECT_EQ(scope.learnString(), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(BadInput, ScopeError,
-                         ::testing::Values(Fault{":FOO?", -113}, Fault{":CHAN1:BOGUS 1", -113},
-                                           Fault{"SCAL 1", -113}, Fault{"*IDN", -113},
-                                           Fault{":CHAN5:SCAL?", -114}, Fault{":CHAN0:SCAL 1", -114},
-                                           Fault{":CHAN1:SCAL", -109}, Fault{":CHAN1:SCAL 1,2", -108},
-                                           Fault{"*IDN? 1", -108}, Fault{":CHAN1:SCAL abc", -224},
-                                           Fault{":CHAN1:COUP XYZ", -224}, Fault{":CHAN1:DISP MAYBE", -224},
-                                           Fault{":CHAN1:SCAL 99", -222}, Fault{":TIM:SCAL -1", -222},
-                                           Fault{":TIM:SCAL 5E-10", -222}, Fault{":TIM:SCAL -1e-8", -222},
-                                           Fault{":CHAN1:SCAL 1V", -138}, Fault{":CHAN1:SCAL \"1\"", -104},
-                                           Fault{":SYST:SET 5", -104}, Fault{":SYST::ERR?", -102},
-                                           Fault{"*IDN?x", -102}, Fault{":CHAN1:SCAL 'open", -151},
-                                           Fault{":SYST:SET #9123", -161}, Fault{":CHAN1:SCAL 1 2", -224},
-                                           Fault{":CHAN1:SCAL ,1", -102}));
-
-TEST(ScopeParser, CommandErrorVoidsTheRestOfTheMessage) {
+TEST(ScopeParser, CommandErrorVoidsTheRestOfTheMessageExecutionErrorDoesNot) {
     TavrelScope scope;
     EXPECT_EQ(ask(scope, ":CHAN1:SCAL 2;:BOGUS;:CHAN1:SCAL 3;*IDN?"), QByteArray());
     EXPECT_EQ(ask(scope, ":CHAN1:SCAL?"), "+2.000000E+00\n");
     EXPECT_EQ(ask(scope, ":SYST:ERR?;ERR?"), "-113,\"Undefined header\";0,\"No error\"\n");
-}
-
-TEST(ScopeParser, ExecutionErrorLetsTheMessageGoOn) {
-    TavrelScope scope;
     EXPECT_EQ(ask(scope, ":CHAN1:SCAL 99;:CHAN1:SCAL 3;SCAL?"), "+3.000000E+00\n");
     EXPECT_EQ(ask(scope, ":SYST:ERR?"), "-222,\"Data out of range\"\n");
-}
-
-TEST(ScopeParser, QuotedSemicolonDoesNotSplit) {
-    TavrelScope scope;
-    ask(scope, ":CHAN1:SCAL \"a;b\"");
+    ask(scope, ":CHAN1:SCAL \"a;b\""); // the quoted ";" does not split
     EXPECT_EQ(ask(scope, ":SYST:ERR?;ERR?"), "-104,\"Data type error\";0,\"No error\"\n");
 }
 
@@ -126,38 +139,61 @@ TEST(ScopeStatus, FullErrorQueueReportsOverflowLast) {
     for (int i = 0; i < ScpiStatus::QueueCapacity - 1; ++i)
         ASSERT_EQ(ask(scope, ":SYST:ERR?"), "-113,\"Undefined header\"\n") << i;
     EXPECT_EQ(ask(scope, ":SYST:ERR?"), "-350,\"Queue overflow\"\n");
-    EXPECT_EQ(ask(scope, ":SYST:ERR?"), "0,\"No error\"\n");
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError);
 }
 
-struct Framing {
-    QList<QByteArray> chunks; // the last one carries END when end is set
-    bool end;
-    QList<QByteArray> messages;
-};
-
-void PrintTo(const Framing& f, std::ostream* os) {
-    *os << QByteArray(f.chunks.join('|')).replace('\n', "\\n").toStdString() << (f.end ? " END" : "");
+// Every setting the subsystems added comes back to its default with *RST.
+TEST(ScopeStatus, ResetRestoresEverySubsystemDefault) {
+    TavrelScope scope;
+    const QByteArray queries =
+        ":CHAN1:PROB?;PROB:MODE?;:TIM:MODE?;REF?;:ACQ:TYPE?;COUN?;POIN?;:TRIG:MODE?;SOUR?;"
+        "LEV?;SLOP?;COUP?;:MEAS:SOUR?;:POD1:DISP?;THR?;:WAV:SOUR?;FORM?;BYT?;POIN?;"
+        ":TRAC1:DISP?;:RST?";
+    const QByteArray defaults = "+1.000000E+00;AUTO;NORM;CENT;NORM;8;1000000;AUTO;CHAN1;+0.000000E+00;POS;DC;"
+                                "CHAN1;0;+1.400000E+00;CHAN1;BYTE;LSBF;1000;0;RUN\n";
+    EXPECT_EQ(ask(scope, queries), defaults);
+    ask(scope, ":CHAN1:PROB 10;PROB:MODE MAN;:TIM:MODE ROLL;REF LEFT;:ACQ:TYPE PEAK;COUN 4;POIN 1000;"
+               ":TRIG:MODE NORM;SOUR D3;LEV 1;SLOP NEG;COUP AC;:MEAS:SOUR CHAN2;:POD1:DISP 1;THR 2;"
+               ":WAV:SOUR POD1;FORM WORD;BYT MSBF;POIN 100;:TRAC1:DISP 1;:STOP");
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError);
+    ASSERT_NE(ask(scope, queries), defaults);
+    ask(scope, "*RST");
+    EXPECT_EQ(ask(scope, queries), defaults);
 }
 
-class FramerCase : public ::testing::TestWithParam<Framing> {};
-
-TEST_P(FramerCase, CutsMessagesWhereTheyEnd) {
-    ScpiFramer framer;
-    QList<QByteArray> got;
-    for (qsizetype i = 0; i < GetParam().chunks.size(); ++i)
-        got += framer.feed(GetParam().chunks[i], GetParam().end && i == GetParam().chunks.size() - 1);
-    EXPECT_EQ(got, GetParam().messages);
+TEST(ScopeStatus, ResetForgetsTheAcquisitionButNotTheStoredTraces) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 1000;:DIG;:TRAC2:STOR CHAN1");
+    ask(scope, "*RST;:TRIG:MODE NORM;SOUR EXT"); // nothing will trigger
+    EXPECT_EQ(ask(scope, ":WAV:DATA?"), "#10\n");
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), "-230,\"Data corrupt or stale\"\n");
+    EXPECT_EQ(ask(scope, ":MEAS:VPP?"), "+9.900000E+37\n");
+    EXPECT_EQ(simtest::Preamble::parse(ask(scope, ":TRAC2:PRE?")).points, 1000);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Streams, FramerCase,
-    ::testing::Values(Framing{{"A\nB\n"}, false, {"A", "B"}}, Framing{{"A", "B\n"}, false, {"AB"}},
-                      Framing{{"*IDN?"}, true, {"*IDN?"}}, Framing{{"*IDN?\n"}, true, {"*IDN?"}},
-                      Framing{{"X #15ab\ncd\n"}, false, {"X #15ab\ncd"}},
-                      Framing{{"X #", "2", "0", "5a\nb", "cd", "e\nY\n"}, false, {"X #205a\nbcde", "Y"}},
-                      Framing{{"X #210abc"}, true, {"X #210abc"}}, // cut short by END
-                      Framing{{"X #210abc\n"}, false, {}},         // still counting
-                      Framing{{"X #0ab\n"}, false, {"X #0ab"}}, Framing{{"X #H1F\n"}, false, {"X #H1F"}},
-                      Framing{{"X '#15'\nY\n"}, false, {"X '#15'", "Y"}}));
+TEST(ScpiFramer, CutsMessagesWhereTheyEnd) {
+    const struct {
+        QList<QByteArray> chunks; // the last one carries END when end is set
+        bool end;
+        QList<QByteArray> messages;
+    } cases[] = {{{"A\nB\n"}, false, {"A", "B"}},
+                 {{"A", "B\n"}, false, {"AB"}},
+                 {{"*IDN?"}, true, {"*IDN?"}},
+                 {{"*IDN?\n"}, true, {"*IDN?"}},
+                 {{"X #15ab\ncd\n"}, false, {"X #15ab\ncd"}},
+                 {{"X #", "2", "0", "5a\nb", "cd", "e\nY\n"}, false, {"X #205a\nbcde", "Y"}},
+                 {{"X #210abc"}, true, {"X #210abc"}}, // cut short by END
+                 {{"X #210abc\n"}, false, {}},         // still counting
+                 {{"X #0ab\n"}, false, {"X #0ab"}},
+                 {{"X #H1F\n"}, false, {"X #H1F"}},
+                 {{"X '#15'\nY\n"}, false, {"X '#15'", "Y"}}};
+    for (const auto& c : cases) {
+        ScpiFramer framer;
+        QList<QByteArray> got;
+        for (qsizetype i = 0; i < c.chunks.size(); ++i)
+            got += framer.feed(c.chunks[i], c.end && i == c.chunks.size() - 1);
+        EXPECT_EQ(got, c.messages) << QByteArray(c.chunks.join('|')).replace('\n', "\\n").toStdString();
+    }
+}
 
 } // namespace

@@ -11,9 +11,16 @@
 
 namespace simtest {
 
+inline const QByteArray NoError = "0,\"No error\"\n";
+
 // One program message straight into a scope; its response message, if any.
 inline QByteArray ask(tavrelsim::TavrelScope& scope, const QByteArray& message) {
     return scope.execute(message, false).bytes;
+}
+
+// The number of the oldest queued error, taking it off the queue.
+inline int nextError(tavrelsim::TavrelScope& scope) {
+    return ask(scope, ":SYST:ERR?").split(',').first().toInt();
 }
 
 // Reads one whole response through an endpoint: up to END on GPIB, else up to "\n" or a block's
@@ -53,19 +60,11 @@ struct Preamble {
 
     static Preamble parse(const QByteArray& reply) {
         const QList<QByteArray> f = reply.trimmed().split(',');
-        Preamble p;
-        if (f.size() != 10) return p;
-        p.format = f[0].toInt();
-        p.type = f[1].toInt();
-        p.points = f[2].toLongLong();
-        p.count = f[3].toInt();
-        p.xIncrement = f[4].toDouble();
-        p.xOrigin = f[5].toDouble();
-        p.xReference = f[6].toDouble();
-        p.yIncrement = f[7].toDouble();
-        p.yOrigin = f[8].toDouble();
-        p.yReference = f[9].toDouble();
-        return p;
+        if (f.size() != 10) return {};
+        double v[10];
+        for (int i = 0; i < 10; ++i)
+            v[i] = f[i].toDouble();
+        return {int(v[0]), int(v[1]), int(v[3]), f[2].toLongLong(), v[4], v[5], v[6], v[7], v[8], v[9]};
     }
     double time(double index) const { return (index - xReference) * xIncrement + xOrigin; }
     double volts(double code) const { return (code - yReference) * yIncrement + yOrigin; }
