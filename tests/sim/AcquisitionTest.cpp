@@ -1,0 +1,374 @@
+// What the acquisitions hold, read through :WAVeform, :MEASure, :TRACe and :DISPlay: codes and
+// formats, decimation, logic inputs, trigger placement, run control and the screen image.
+
+#include "SimTestSupport.h"
+#include "sim/ScreenImage.h"
+
+#include <QImage>
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <numbers>
+
+using namespace tavrelsim;
+using simtest::ask;
+using simtest::blockData;
+using simtest::NoError;
+using simtest::Preamble;
+using simtest::Waveform;
+using simtest::wordWaveform;
+
+namespace {
+
+// Channel 1 carries sin(2 pi 1000 t), triggered (by default) on its rising zero crossing at t = 0.
+TEST(WaveformData, CodesGiveTheVoltagesThePreambleSaysClippedToTheScreen) {
+    const struct {
+        const char* setup;
+        double gain, scale, offset; // gain: volts shown per volt at the input
+    } cases[] = {{":CHAN1:SCAL 0.2", 1, 0.2, 0},
+                 {":CHAN1:PROB 20;SCAL 5;OFFS 10", 20, 5, 10},
+                 {":CHAN1:SCAL 0.001;OFFS 0.9995", 1, 0.001, 0.9995},
+                 {":CHAN1:COUP AC;OFFS -0.3", 1, 1, -0.3},
+                 {":CHAN1:COUP GND;OFFS 1", 0, 1, 1}}; // never triggers, but shows 0 V at any time
+    for (const auto& c : cases) {
+        TavrelScope scope;
+        ask(scope, ":ACQ:POIN 20000;" + QByteArray(c.setup) + ";:STOP");
+        ASSERT_EQ(ask(scope, ":SYST:ERR?"), NoError) << c.setup;
+        const Waveform w = wordWaveform(scope, "CHAN1");
+        ASSERT_EQ(w.codes.size(), 20000u) << c.setup;
+        EXPECT_DOUBLE_EQ(w.preamble.yIncrement, c.scale / 8192) << c.setup;
+        EXPECT_DOUBLE_EQ(w.preamble.yOrigin, c.offset) << c.setup;
+        const std::vector<double> volts = w.volts();
+        for (size_t i = 0; i < volts.size(); i += 7) {
+            const double input = std::sin(2 * std::numbers::pi * 1000 * w.preamble.time(double(i)));
+            const double shown = std::clamp(c.gain * input, c.offset - 4 * c.scale, c.offset + 4 * c.scale);
+            ASSERT_NEAR(volts[i], shown, w.preamble.yIncrement + 1e-6 * c.gain) << c.setup << " at " << i;
+        }
+    }
+}
+
+TEST(WaveformData, ByteWordAndAsciiAgreeAndMsbFirstSwapsEachWord) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 5000;:CHAN3:SCAL 0.3;OFFS 0.2;:STOP");
+    const Waveform word = wordWaveform(scope, "CHAN3");
+    EXPECT_EQ(simtest::words(blockData(ask(scope, ":WAV:BYT MSBF;DATA?")), true), word.codes);
+    const Preamble bytePre = Preamble::parse(ask(scope, ":WAV:FORM BYTE;PRE?"));
+    const QByteArray bytes = blockData(ask(scope, ":WAV:DATA?"));
+    const Preamble asciiPre = Preamble::parse(ask(scope, ":WAV:FORM ASC;PRE?"));
+    const QList<QByteArray> ascii = blockData(ask(scope, ":WAV:DATA?")).split(',');
+    EXPECT_EQ(std::tuple(bytePre.format, word.preamble.format, asciiPre.format), std::tuple(0, 1, 4));
+    EXPECT_EQ(bytePre.yReference, 128);
+    EXPECT_DOUBLE_EQ(bytePre.yIncrement, 0.3 / 32);
+    ASSERT_EQ(bytes.size(), 5000);
+    ASSERT_EQ(ascii.size(), 5000);
+    const std::vector<double> volts = word.volts();
+    for (int i = 0; i < 5000; ++i) {
+        ASSERT_NEAR(bytePre.volts(quint8(bytes[i])), volts[size_t(i)], bytePre.yIncrement / 2 + 1e-9) << i;
+        ASSERT_NEAR(ascii[i].toDouble(), volts[size_t(i)], 1e-6) << i;
+    }
+    EXPECT_TRUE(ascii[0].startsWith('+') || ascii[0].startsWith('-'));
+}
+
+TEST(WaveformData, FewerPointsTakeEveryStepthSampleOfTheRecord) {
+    TavrelScope scope;
+    ask(scope, ":STOP");
+    const Waveform all = wordWaveform(scope, "CHAN2");
+    for (const qint64 wanted : {100, 250, 2000}) {
+        const Waveform part = wordWaveform(scope, "CHAN2", QByteArray::number(wanted));
+        const qint64 step = 1000000 / wanted;
+        ASSERT_EQ(part.preamble.points, wanted);
+        ASSERT_EQ(qint64(part.codes.size()), wanted);
+        EXPECT_NEAR(part.preamble.xIncrement, all.preamble.xIncrement * double(step), 1e-20) << wanted;
+        EXPECT_EQ(part.preamble.xOrigin, all.preamble.xOrigin) << wanted;
+        for (qint64 j = 0; j < wanted; j += 3)
+            ASSERT_EQ(part.codes[size_t(j)], all.codes[size_t(j * step)]) << wanted << " at " << j;
+    }
+}
+
+// LOG counts up once per sample; a pod is one byte of it (POD1 D0..D7) whatever FORMat says.
+TEST(WaveformData, LogicCounterAndItsPods) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 100000;:STOP");
+    const Waveform logic = wordWaveform(scope, "LOG");
+    const Preamble& p = logic.preamble;
+    EXPECT_EQ(std::tuple(p.format, p.yIncrement, p.yOrigin, p.yReference), std::tuple(1, 1.0, 0.0, 0.0));
+    ASSERT_EQ(logic.codes.size(), 100000u);
+    for (size_t i = 1; i < logic.codes.size(); ++i)
+        ASSERT_EQ(quint16(logic.codes[i] - logic.codes[i - 1]), 1) << i;
+    const QByteArray pod1 = blockData(ask(scope, ":WAV:SOUR POD1;FORM WORD;DATA?"));
+    const QByteArray pod2 = blockData(ask(scope, ":WAV:SOUR POD2;DATA?"));
+    EXPECT_EQ(Preamble::parse(ask(scope, ":WAV:PRE?")).format, 0);
+    ASSERT_EQ(pod1.size(), 100000);
+    ASSERT_EQ(pod2.size(), 100000);
+    for (int i = 0; i < 100000; i += 97) {
+        ASSERT_EQ(quint8(pod1[i]), logic.codes[size_t(i)] & 0xFF);
+        ASSERT_EQ(quint8(pod2[i]), logic.codes[size_t(i)] >> 8);
+    }
+    const QList<QByteArray> ascii = blockData(ask(scope, ":WAV:SOUR LOG;FORM ASC;POIN 100;DATA?")).split(',');
+    ASSERT_EQ(ascii.size(), 100);
+    EXPECT_EQ(ascii[1].toInt(), quint16(logic.codes[1000]));
+    const Waveform decimated = wordWaveform(scope, "LOG", "250");
+    for (size_t i = 1; i < decimated.codes.size(); ++i)
+        ASSERT_EQ(quint16(decimated.codes[i] - decimated.codes[i - 1]), 400) << i;
+}
+
+TEST(AcquireTypes, PeakDetectKeepsMinimumMaximumPairs) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 10000;:STOP");
+    const Waveform normal = wordWaveform(scope, "CHAN4");
+    ask(scope, ":ACQ:TYPE PEAK;:SING");
+    const Waveform peak = wordWaveform(scope, "CHAN4");
+    EXPECT_EQ(std::tuple(normal.preamble.type, peak.preamble.type, peak.preamble.count), std::tuple(0, 1, 1));
+    // The envelope of several noise samples per pair is wider than one sample per point.
+    auto spread = [](const std::vector<quint16>& c) {
+        double sum = 0;
+        for (size_t i = 0; i + 1 < c.size(); i += 2)
+            sum += double(c[i + 1]) - double(c[i]);
+        return sum / double(c.size() / 2);
+    };
+    for (size_t i = 0; i + 1 < peak.codes.size(); i += 2)
+        ASSERT_LE(peak.codes[i], peak.codes[i + 1]) << i;
+    EXPECT_GT(spread(peak.codes), 1000); // about 1.3 standard deviations of 820 codes
+    EXPECT_NEAR(spread(normal.codes), 0, 100);
+}
+
+TEST(AcquireTypes, AveragingLowersTheNoiseAndKeepsTriggeredSignals) {
+    const struct {
+        int count;
+        double rms, tolerance;
+    } cases[] = {{1, 0.1, 0.003}, {16, 0.1 / 4, 0.002}, {256, 0.1 / 16, 0.0005}};
+    for (const auto& c : cases) {
+        TavrelScope scope;
+        const QByteArray type = c.count > 1 ? ";:ACQ:TYPE AVER;COUN " + QByteArray::number(c.count) : "";
+        ask(scope, ":ACQ:POIN 20000;:CHAN4:COUP AC;SCAL 0.05" + type + ";:STOP");
+        const Waveform w = wordWaveform(scope, "CHAN4");
+        double squares = 0;
+        for (double v : w.volts())
+            squares += v * v;
+        EXPECT_NEAR(std::sqrt(squares / double(w.codes.size())), c.rms, c.tolerance) << c.count;
+        EXPECT_EQ(std::tuple(w.preamble.type, w.preamble.count), std::tuple(c.count > 1 ? 2 : 0, c.count));
+    }
+    TavrelScope scope;
+    ask(scope, ":ACQ:TYPE AVER;COUN 64;:STOP");
+    EXPECT_NEAR(simtest::number(scope, ":MEAS:VPP? CHAN1"), 2, 0.002);
+    EXPECT_NEAR(simtest::number(scope, ":MEAS:RIS? CHAN2"), 1e-6, 0.03e-6);
+}
+
+// t = 0 lands on the chosen crossing, at the reference point (LEFT 1 ms, CENTer 5 ms, RIGHt 9 ms
+// into 10 ms) less the position.
+TEST(Trigger, CrossingLandsAtTheReferencePoint) {
+    const struct {
+        const char* setup;   // after :ACQ:POIN 100000 (100 ns a sample)
+        const char* channel; // the trigger source, read back
+        double level;        // the level it must cross at t = 0, in volts shown
+        bool rising;
+        double referenceTime;
+    } cases[] = {{":TRIG:LEV -0.8;SLOP NEG;:TIM:REF LEFT", "CHAN1", -0.8, false, 1e-3},
+                 {":TRIG:SOUR CHAN2;LEV 1;:TIM:REF RIGHT", "CHAN2", 1, true, 9e-3},
+                 {":TRIG:SOUR CHAN2;LEV 2;SLOP NEG", "CHAN2", 2, false, 5e-3},
+                 {":TRIG:SOUR CHAN3;LEV 0.5", "CHAN3", 0.5, true, 5e-3},
+                 {":TRIG:SOUR CHAN3;LEV 0;SLOP NEG", "CHAN3", 0, false, 5e-3}, // the ramp's drop
+                 {":TRIG:LEV 0.3;:TIM:POS 2e-3", "CHAN1", 0.3, true, 3e-3},
+                 {":TRIG:LEV 0.3;:TIM:POS -1e-3;REF LEFT", "CHAN1", 0.3, true, 2e-3},
+                 {":CHAN1:PROB 10;SCAL 5;:TRIG:LEV 5", "CHAN1", 5, true, 5e-3},
+                 {":TRIG:SOUR CHAN2;COUP AC;LEV 0", "CHAN2", 0.825, true, 5e-3},
+                 {":TRIG:SOUR CHAN2;MODE AUTolevel;LEV 100", "CHAN2", 1.65, true, 5e-3},
+                 {":TRIG:SOUR CHAN1;MODE NORM;LEV 0.9", "CHAN1", 0.9, true, 5e-3}};
+    for (const auto& c : cases) {
+        TavrelScope scope;
+        ask(scope, ":ACQ:POIN 100000;" + QByteArray(c.setup) + ";:SING");
+        ASSERT_EQ(ask(scope, ":SYST:ERR?"), NoError) << c.setup;
+        const Waveform w = wordWaveform(scope, c.channel);
+        EXPECT_NEAR(w.preamble.time(0), -c.referenceTime, 1e-12) << c.setup;
+        const size_t at = size_t(std::lround(-w.preamble.xOrigin / w.preamble.xIncrement));
+        const std::vector<double> v = w.volts();
+        ASSERT_TRUE(at >= 20 && at + 20 < v.size()) << c.setup;
+        EXPECT_EQ(v[at - 20] < c.level, c.rising) << c.setup;
+        EXPECT_EQ(v[at + 20] > c.level, c.rising) << c.setup;
+    }
+}
+
+TEST(Trigger, NoiseAndLogicTriggerAtTheCrossingSample) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 1000;:TRIG:SOUR CHAN4;LEV 0.7;:SING");
+    const Waveform noise = wordWaveform(scope, "CHAN4");
+    const std::vector<double> v = noise.volts();
+    EXPECT_LT(v[499], 0.7);
+    EXPECT_GE(v[500], 0.7 - noise.preamble.yIncrement);
+    for (const bool rising : {true, false}) {
+        ask(scope, QByteArray(":TRIG:SOUR D5;SLOP ") + (rising ? "POS" : "NEG") + ";:SING");
+        const Waveform w = wordWaveform(scope, "LOG");
+        EXPECT_EQ(bool(w.codes[500] & 32), rising);
+        EXPECT_EQ(bool(w.codes[499] & 32), !rising);
+    }
+}
+
+TEST(Trigger, ModesWhenNothingCrosses) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 1000;:SING");
+    const Waveform triggered = wordWaveform(scope, "CHAN1");
+    ask(scope, ":SING");
+    EXPECT_EQ(wordWaveform(scope, "CHAN1").codes, triggered.codes) << "triggered records repeat";
+    ask(scope, ":TRIG:LEV 5;:SING"); // AUTO: above the sine, it runs free
+    const Waveform first = wordWaveform(scope, "CHAN1");
+    ask(scope, ":SING");
+    EXPECT_NE(wordWaveform(scope, "CHAN1").codes, first.codes) << "untriggered acquisitions start anywhere";
+    EXPECT_NEAR(simtest::number(scope, ":MEAS:VPP?"), 2, 0.002);
+    ask(scope, ":TRIG:LEV 0;MODE NORM;:SING");
+    const Waveform kept = wordWaveform(scope, "CHAN4");
+    ask(scope, ":TRIG:LEV 5;:SING;:RUN"); // NORMal keeps the last record
+    EXPECT_EQ(wordWaveform(scope, "CHAN4").codes, kept.codes);
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError);
+    ask(scope, "*RST;:TRIG:SOUR LINE;MODE NORM;:SING");
+    EXPECT_NEAR(simtest::number(scope, ":MEAS:FREQ?"), 1000, 0.5);
+    ask(scope, "*RST;:TRIG:SOUR EXT;MODE NORM;:SING");
+    EXPECT_EQ(ask(scope, ":MEAS:FREQ?"), "+9.900000E+37\n") << "nothing is connected to EXTernal";
+}
+
+QByteArray noiseData(TavrelScope& scope) {
+    return blockData(ask(scope, ":WAV:SOUR CHAN4;FORM WORD;POIN MAX;DATA?"));
+}
+
+TEST(RunControl, RunningReadsANewAcquisitionStoppedKeepsOne) {
+    TavrelScope scope, twin;
+    ask(scope, ":ACQ:POIN 1000");
+    ask(twin, ":ACQ:POIN 1000");
+    EXPECT_EQ(noiseData(twin), noiseData(scope)) << "the same commands give the same noise";
+    EXPECT_NE(noiseData(scope), noiseData(scope));
+    ask(scope, ":STOP");
+    const QByteArray stopped = noiseData(scope);
+    EXPECT_EQ(noiseData(scope), stopped);
+    ask(scope, ":CHAN4:SCAL 0.1");
+    EXPECT_EQ(noiseData(scope), stopped) << "a stopped record keeps the settings it was taken with";
+    ask(scope, ":DIG");
+    EXPECT_NE(noiseData(scope), stopped);
+    ask(scope, ":RUN");
+    EXPECT_NE(noiseData(scope), stopped);
+}
+
+TEST(RunControl, PreambleAndDataOfARunningScopeDescribeOneAcquisition) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 1000;:TRIG:SOUR EXT"); // free-running: every acquisition at a new phase
+    const Waveform w = wordWaveform(scope, "CHAN3");
+    ask(scope, ":STOP"); // takes the next acquisition
+    EXPECT_NE(wordWaveform(scope, "CHAN3").codes, w.codes);
+    ask(scope, ":RUN;:WAV:PRE?");
+    const QByteArray afterPreamble = blockData(ask(scope, ":WAV:DATA?"));
+    EXPECT_NE(blockData(ask(scope, ":WAV:DATA?")), afterPreamble) << "reading the data moves on";
+}
+
+TEST(AutoScale, ScalesEverySignalAndTriggersOnTheLowest) {
+    TavrelScope scope;
+    ask(scope, ":CHAN1:COUP GND;SCAL 10;:CHAN2:SCAL 0.01;OFFS 50;:CHAN3:PROB 10;:CHAN4:DISP OFF;"
+               ":TIM:SCAL 2;POS 1;REF LEFT;:TRIG:SOUR EXT;SLOP NEG;LEV 7;:STOP");
+    ask(scope, ":AUT");
+    EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError);
+    EXPECT_EQ(ask(scope, ":CHAN1:DISP?;:CHAN2:DISP?;:CHAN3:DISP?;:CHAN4:DISP?"), "0;1;1;1\n");
+    EXPECT_EQ(ask(scope, ":CHAN2:SCAL?;OFFS?;:CHAN3:SCAL?;OFFS?;:CHAN4:SCAL?;OFFS?"),
+              "+1.000000E+00;+1.650000E+00;+5.000000E+00;+0.000000E+00;+2.000000E-01;+5.000000E-01\n");
+    EXPECT_EQ(ask(scope, ":TRIG:SOUR?;LEV?;SLOP?;MODE?"), "CHAN2;+1.650000E+00;POS;AUTO\n");
+    EXPECT_EQ(ask(scope, ":TIM:SCAL?;POS?;REF?;:RST?"), "+2.000000E-04;+0.000000E+00;CENT;RUN\n");
+    EXPECT_NEAR(simtest::number(scope, ":MEAS:VPP? CHAN3"), 20, 0.01);
+    // With every channel grounded there is nothing to scale to.
+    ask(scope, ":CHAN1:COUP GND;:CHAN2:COUP GND;:CHAN3:COUP GND;:CHAN4:COUP GND");
+    const QByteArray before = scope.learnString();
+    ask(scope, ":AUToscale");
+    EXPECT_EQ(scope.learnString(), before);
+}
+
+TEST(Measure, MatchesTheGeneratedSignalOrReportsNothingToMeasure) {
+    const double sineRise = 2 * std::asin(0.8) / (2 * std::numbers::pi * 1000); // 10 % to 90 %
+    const struct {
+        const char *setup, *query; // setup after *RST
+        double value, tolerance;
+    } cases[] = {{"", ":MEAS:RIS?", sineRise, 2e-6},
+                 {"", ":MEAS:FALL?", sineRise, 2e-6},
+                 {":MEAS:SOUR CHAN2", ":MEAS:FREQ?", 2000, 1},
+                 {"", ":MEAS:RIS? CHAN2", 1e-6, 0.03e-6},
+                 {"", ":MEAS:FALL? CHAN2", 1e-6, 0.03e-6},
+                 {"", ":MEAS:VAV? CHAN2", 0.825, 0.003},
+                 {"", ":MEAS:VRMS? CHAN2", 1.65, 0.005}, // 3.3 * sqrt(0.25)
+                 {"", ":MEAS:VPP? CHAN3", 2, 0.002},
+                 {"", ":MEAS:VRMS? CHAN3", 0.57735, 0.002}, // a ramp's 1 / sqrt(3)
+                 {"", ":MEAS:RIS? CHAN3", 1.6e-3, 5e-6},
+                 {":CHAN4:COUP AC", ":MEAS:VRMS? CHAN4", 0.1, 0.002},
+                 {":CHAN1:PROB 10;SCAL 5", ":MEAS:VPP?", 20, 0.02},
+                 {":CHAN2:COUP AC", ":MEAS:VAV? CHAN2", 0, 0.003},
+                 {":CHAN1:COUP GND", ":MEAS:VPP?", 0, 0},
+                 {":CHAN1:COUP GND", ":MEAS:FREQ?", 9.9e37, 0}, // no edges
+                 {":CHAN1:COUP GND", ":MEAS:RIS?", 9.9e37, 0},  // no amplitude
+                 {":TIM:SCAL 1e-5", ":MEAS:FREQ?", 9.9e37, 0},  // a tenth of a period
+                 {":TIM:SCAL 1e-5", ":MEAS:DUTY? CHAN3", 9.9e37, 0}};
+    for (const auto& c : cases) {
+        TavrelScope scope;
+        ask(scope, c.setup);
+        EXPECT_NEAR(simtest::number(scope, c.query), c.value, c.tolerance) << c.setup << " " << c.query;
+        EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError) << c.setup << " " << c.query;
+    }
+}
+
+TEST(TraceMemory, HoldsTheRecordAsItWasReadThroughTheWaveformSettings) {
+    TavrelScope scope;
+    EXPECT_EQ(ask(scope, ":TRAC3:DATA?"), "#10\n") << "never stored";
+    ask(scope, ":ACQ:POIN 5000;:CHAN2:SCAL 0.5;:STOP;:TRAC3:STOR CHAN2");
+    const Waveform channel = wordWaveform(scope, "CHAN2");
+    ask(scope, ":CHAN2:SCAL 2;:ACQ:POIN 1000;:SING"); // a new acquisition with other settings
+    const Preamble stored = Preamble::parse(ask(scope, ":TRAC3:PRE?"));
+    EXPECT_EQ(std::tuple(stored.yIncrement, stored.points), std::tuple(channel.preamble.yIncrement, 5000));
+    EXPECT_EQ(simtest::words(blockData(ask(scope, ":TRAC3:DATA?"))), channel.codes);
+    ask(scope, ":TRAC1:STOR CHAN1;:WAV:FORM BYTE;POIN 500");
+    EXPECT_EQ(ask(scope, ":TRAC1:PRE?").split(',').mid(0, 3).join(','), "0,0,500");
+    EXPECT_EQ(blockData(ask(scope, ":TRAC1:DATA?")), blockData(ask(scope, ":WAV:SOUR CHAN1;DATA?")));
+    EXPECT_EQ(blockData(ask(scope, ":WAV:FORM ASC;:TRAC1:DATA?")).count(','), 499);
+    ask(scope, ":TRAC3:CLE");
+    EXPECT_EQ(ask(scope, ":TRAC3:DATA?;:SYST:ERR?"), "#10;" + NoError);
+    EXPECT_EQ(Preamble::parse(ask(scope, ":TRAC3:PRE?")).points, 0);
+    TavrelScope idle;
+    ask(idle, ":TRIG:MODE NORM;SOUR EXT;:TRAC1:STOR CHAN1"); // nothing acquired yet
+    EXPECT_EQ(ask(idle, ":SYST:ERR?"), "-230,\"Data corrupt or stale\"\n");
+}
+
+int pixelsOf(const QImage& image, QRgb colour) {
+    int n = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            n += (image.pixel(x, y) & 0xFFFFFF) == (colour & 0xFFFFFF);
+    }
+    return n;
+}
+
+TEST(ScreenImage, PngOrBmpOfTheDisplayedTracesInTheirColours) {
+    TavrelScope scope;
+    ask(scope, ":ACQ:POIN 10000;:CHAN1:SCAL 0.25;:STOP;:TRAC2:STOR CHAN3");
+    EXPECT_TRUE(blockData(ask(scope, ":DISP:DATA?")).startsWith("\x89PNG"));
+    for (const QByteArray format : {"png", "BMP"}) {
+        const QByteArray data = blockData(ask(scope, ":DISP:DATA? " + format));
+        EXPECT_TRUE(data.startsWith(format == "BMP" ? "BM" : "\x89PNG")) << format.data();
+        const QImage image = QImage::fromData(data, format.toUpper().constData());
+        ASSERT_EQ(image.size(), QSize(800, 480)) << format.data();
+        EXPECT_EQ(image.pixel(400, 10) & 0xFFFFFF, 0x808080u) << "the centre line";
+        EXPECT_EQ(pixelsOf(image, ScreenImage::channelColour(1)), 0);
+        EXPECT_EQ(pixelsOf(image, ScreenImage::traceColour(1)), 0);
+        // At 0.25 V/div the 1 V sine fills the screen top to bottom.
+        int top = 480, bottom = -1;
+        for (int y = 0; y < 480; ++y) {
+            for (int x = 0; x < 800; ++x) {
+                if ((image.pixel(x, y) & 0xFFFFFF) == (ScreenImage::channelColour(0) & 0xFFFFFF)) {
+                    top = std::min(top, y);
+                    bottom = std::max(bottom, y);
+                }
+            }
+        }
+        EXPECT_LE(top, 2) << format.data();
+        EXPECT_GE(bottom, 477) << format.data();
+    }
+    ask(scope, ":CHAN1:DISP OFF;:CHAN2:DISP ON;:CHAN4:DISP ON;:TRAC2:DISP ON;:POD1:DISP ON");
+    const QImage image = QImage::fromData(blockData(ask(scope, ":DISP:DATA?")), "PNG");
+    EXPECT_EQ(pixelsOf(image, ScreenImage::channelColour(0)), 0);
+    EXPECT_GT(pixelsOf(image, ScreenImage::channelColour(1)), 500);
+    EXPECT_GT(pixelsOf(image, ScreenImage::channelColour(3)), 500);
+    EXPECT_GT(pixelsOf(image, ScreenImage::traceColour(1)), 500);
+    EXPECT_GT(pixelsOf(image, ScreenImage::podColour()), 800);
+}
+
+} // namespace
