@@ -1,6 +1,5 @@
 // tavrel-sim end to end: the built binary, spoken to over TCP and over its pseudo-terminals.
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -20,54 +19,60 @@ namespace {
 const QString Binary = TAVREL_BINARY_DIR "/bin/tavrel-sim";
 
 // A running tavrel-sim and the endpoints it announced.
-class SimProcess {
-public:
+struct SimProcess {
     bool start(const QStringList& args) {
-        m_process.start(Binary, args);
-        if (!m_process.waitForStarted(10000)) return false;
+        process.start(Binary, args);
+        if (!process.waitForStarted(10000)) return false;
         while (true) {
-            while (m_process.canReadLine()) {
-                const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
+            while (process.canReadLine()) {
+                const QString line = QString::fromUtf8(process.readLine()).trimmed();
                 if (line == "ready") return true;
                 lines << line;
                 const QStringList f = line.split(' ');
                 if (f.size() >= 4) (f[2] == "tcp" ? tcp : pty)[f[0]] = f[3];
             }
-            if (!m_process.waitForReadyRead(10000)) return false;
+            if (!process.waitForReadyRead(10000)) return false;
         }
     }
     quint16 port(const QString& resource) const {
         return quint16(tcp.value(resource).section(':', 1).toUInt());
     }
     bool terminate() {
-        m_process.terminate();
-        return m_process.waitForFinished(10000) && m_process.exitStatus() == QProcess::NormalExit;
+        process.terminate();
+        return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit;
     }
-    QProcess& process() { return m_process; }
 
+    QProcess process;
     QStringList lines;
     QMap<QString, QString> tcp, pty;
-
-private:
-    QProcess m_process;
 };
+
+bool connect(QTcpSocket& s, quint16 port) {
+    s.connectToHost("127.0.0.1", port);
+    return s.waitForConnected(5000);
+}
 
 // One whole response: a definite-length block by its count (it holds newlines), else up to "\n".
 QByteArray ask(QTcpSocket& s, const QByteArray& command, int waitMs = 5000) {
     s.write(command + '\n');
     QByteArray got;
     while (true) {
-        qsizetype need = -1;
         if (got.startsWith('#') && got.size() >= 2) {
             const int digits = got[1] - '0';
-            if (got.size() >= 2 + digits) need = 2 + digits + got.mid(2, digits).toInt() + 1;
+            if (got.size() >= 2 + digits && got.size() >= 2 + digits + got.mid(2, digits).toInt() + 1)
+                return got;
         } else if (got.contains('\n')) {
             return got;
         }
-        if (need >= 0 && got.size() >= need) return got;
         if (!s.waitForReadyRead(waitMs)) return got;
         got += s.readAll();
     }
+}
+
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& contents) {
+    QFile f(dir.filePath(name));
+    EXPECT_TRUE(f.open(QIODevice::WriteOnly) && f.write(contents) == contents.size());
+    return f.fileName();
 }
 
 class TavrelSim : public ::testing::Test {
@@ -106,65 +111,46 @@ TEST_F(TavrelSim, AnnouncesEveryEndpointOfTheDefaultBench) {
         EXPECT_EQ(QFileInfo(links->filePath(com)).symLinkTarget(), sim->pty.value(com));
 }
 
-TEST_F(TavrelSim, TcpIdentityAndLearnStringRoundTrip) {
+TEST_F(TavrelSim, TcpCarriesBlocksWithNewlinesAndWholeRecords) {
     QTcpSocket s;
-    s.connectToHost("127.0.0.1", sim->port("GPIB0::7::INSTR"));
-    ASSERT_TRUE(s.waitForConnected(5000));
+    ASSERT_TRUE(connect(s, sim->port("GPIB0::7::INSTR")));
     EXPECT_EQ(ask(s, "*IDN?"), "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n");
     const QByteArray setup = ask(s, ":SYST:SET?");
-    ASSERT_TRUE(setup.startsWith('#'));
-    ASSERT_TRUE(setup.endsWith('\n'));
+    ASSERT_TRUE(setup.startsWith('#') && setup.endsWith('\n'));
     EXPECT_TRUE(setup.chopped(1).contains('\n')) << "the block carries newline bytes";
     EXPECT_EQ(ask(s, ":CHAN2:SCAL 0.05;:CHAN2:SCAL?"), "+5.000000E-02\n");
     EXPECT_EQ(ask(s, ":SYSTEM:SETUP " + setup.chopped(1) + ";:CHAN2:SCAL?;:SYST:ERR?"),
               "+1.000000E+00;0,\"No error\"\n");
-}
-
-TEST_F(TavrelSim, WholeRecordAsOneTwoMegabyteBlock) {
-    QTcpSocket s;
-    s.connectToHost("127.0.0.1", sim->port("GPIB0::7::INSTR"));
-    ASSERT_TRUE(s.waitForConnected(5000));
-    const QByteArray preamble = ask(s, ":STOP;:WAV:SOUR CHAN1;FORM WORD;BYT LSBF;POIN MAX;PRE?");
-    EXPECT_TRUE(preamble.startsWith("1,0,1000000,")) << preamble.toStdString();
+    EXPECT_TRUE(ask(s, ":STOP;:WAV:SOUR CHAN1;FORM WORD;BYT LSBF;POIN MAX;PRE?").startsWith("1,0,1000000,"));
     for (int i = 0; i < 2; ++i) {
         const QByteArray reply = ask(s, ":WAV:DATA?", 10000);
         ASSERT_EQ(reply.size(), 9 + 2000000 + 1);
-        EXPECT_TRUE(reply.startsWith("#72000000"));
-        EXPECT_TRUE(reply.endsWith('\n'));
+        EXPECT_TRUE(reply.startsWith("#72000000") && reply.endsWith('\n'));
     }
     EXPECT_EQ(ask(s, ":RUN;:SYST:ERR?"), "0,\"No error\"\n");
 }
 
-TEST_F(TavrelSim, StatePersistsAcrossClients) {
-    const quint16 port = sim->port("GPIB0::12::INSTR");
+TEST_F(TavrelSim, StateOutlivesTheClientAndOtherDevicesAnswerAsThemselves) {
     {
         QTcpSocket first;
-        first.connectToHost("127.0.0.1", port);
-        ASSERT_TRUE(first.waitForConnected(5000));
+        ASSERT_TRUE(connect(first, sim->port("GPIB0::12::INSTR")));
         EXPECT_EQ(ask(first, ":CHAN3:SCAL 4;SCAL?"), "+4.000000E+00\n");
-        first.disconnectFromHost();
     }
-    QTcpSocket second;
-    second.connectToHost("127.0.0.1", port);
-    ASSERT_TRUE(second.waitForConnected(5000));
+    QTcpSocket second, noComma, silent;
+    ASSERT_TRUE(connect(second, sim->port("GPIB0::12::INSTR")));
     EXPECT_EQ(ask(second, ":CHAN3:SCAL?"), "+4.000000E+00\n");
     EXPECT_TRUE(ask(second, "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV200B,"));
-}
-
-TEST_F(TavrelSim, NonTavrelDevicesOverTcp) {
-    QTcpSocket noComma, silent;
-    noComma.connectToHost("127.0.0.1", sim->port("GPIB0::3::INSTR"));
-    silent.connectToHost("127.0.0.1", sim->port("GPIB0::22::INSTR"));
-    ASSERT_TRUE(noComma.waitForConnected(5000) && silent.waitForConnected(5000));
+    ASSERT_TRUE(connect(noComma, sim->port("GPIB0::3::INSTR")) &&
+                connect(silent, sim->port("GPIB0::22::INSTR")));
     EXPECT_EQ(ask(noComma, "*IDN?"), "HP3478A\n");
-    silent.write("*IDN?\n");
-    EXPECT_FALSE(silent.waitForReadyRead(300));
+    EXPECT_EQ(ask(silent, "*IDN?", 300), QByteArray());
 }
 
-// Opens a pty as a host opens a serial port: raw, with the given speed, 8N1, XON/XOFF.
-int openSerial(const QString& path, speed_t speed) {
+// Opens a pty as a host opens a serial port: raw, with the given speed, 8N1, XON/XOFF; sends the
+// command and reads up to a newline.
+QByteArray serialQuery(const QString& path, speed_t speed, const QByteArray& command, int timeoutMs) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY);
-    if (fd < 0) return fd;
+    EXPECT_GE(fd, 0) << path.toStdString();
     termios t{};
     tcgetattr(fd, &t);
     cfmakeraw(&t);
@@ -174,53 +160,32 @@ int openSerial(const QString& path, speed_t speed) {
     cfsetospeed(&t, speed);
     tcsetattr(fd, TCSANOW, &t);
     tcflush(fd, TCIOFLUSH);
-    return fd;
-}
-
-QByteArray serialQuery(int fd, const QByteArray& command, int timeoutMs) {
     EXPECT_EQ(::write(fd, command.constData(), size_t(command.size())), command.size());
     QByteArray got;
     QElapsedTimer clock;
     clock.start();
     while (!got.endsWith('\n') && clock.elapsed() < timeoutMs) {
         pollfd p{fd, POLLIN, 0};
+        char buffer[256];
         if (::poll(&p, 1, int(timeoutMs - clock.elapsed())) > 0) {
-            char buffer[256];
             const ssize_t n = ::read(fd, buffer, sizeof buffer);
             if (n > 0) got.append(buffer, int(n));
         }
     }
+    ::close(fd);
     return got;
 }
 
-TEST_F(TavrelSim, PtyAnswersAHostWithTheInstrumentsSettings) {
-    const int fd = openSerial(links->filePath("COM1"), B9600);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(serialQuery(fd, "\r\n*IDN?\n", 5000), "CORVANE TECHNOLOGIES,TV100A,CT41000301,A.01.02\n");
-    ::close(fd);
-}
-
-TEST_F(TavrelSim, PtyIsSilentToAHostAtTheWrongBaudRate) {
-    const int fd = openSerial(sim->pty.value("COM1"), B19200);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(serialQuery(fd, "*IDN?\n", 500), QByteArray());
-    ::close(fd);
-}
-
-TEST_F(TavrelSim, EmptyComPortNeverAnswers) {
-    const int fd = openSerial(sim->pty.value("COM2"), B9600);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(serialQuery(fd, "*IDN?\n", 300), QByteArray());
-    ::close(fd);
+TEST_F(TavrelSim, PtyAnswersOnlyAHostWithTheInstrumentsSettings) {
+    EXPECT_EQ(serialQuery(links->filePath("COM1"), B9600, "\r\n*IDN?\n", 5000),
+              "CORVANE TECHNOLOGIES,TV100A,CT41000301,A.01.02\n");
+    EXPECT_EQ(serialQuery(sim->pty.value("COM1"), B19200, "*IDN?\n", 500), QByteArray()) << "wrong baud rate";
+    EXPECT_EQ(serialQuery(sim->pty.value("COM2"), B9600, "*IDN?\n", 300), QByteArray()) << "nothing on COM2";
 }
 
 TEST(TavrelSimProcess, RefusesABadBenchFileNamingIt) {
     QTemporaryDir dir;
-    const QString path = dir.filePath("broken.json");
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(R"({"gpib": [{"board": 9}]})");
-    f.close();
+    const QString path = writeFile(dir, "broken.json", R"({"gpib": [{"board": 9}]})");
     QProcess p;
     p.start(Binary, {"--bench", path});
     ASSERT_TRUE(p.waitForFinished(10000));
@@ -232,14 +197,10 @@ TEST(TavrelSimProcess, RefusesABadBenchFileNamingIt) {
 
 TEST(TavrelSimProcess, PortBaseFaultsAndCleanShutdown) {
     QTemporaryDir dir;
-    const QString bench = dir.filePath("faulty.json");
-    QFile f(bench);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(R"({"gpib": [{"board": 2, "devices": [
+    const QString bench = writeFile(dir, "faulty.json", R"({"gpib": [{"board": 2, "devices": [
                  {"address": 1, "kind": "tavrel", "model": "TV300C", "faults": {"drop_after_bytes": 6}},
                  {"address": 2, "kind": "tavrel", "faults": {"truncate_blocks": 3}}]}],
                "com": [{"port": 4}]})");
-    f.close();
     quint16 base = 0;
     {
         QTcpServer probe; // a free pair of ports, most likely still free a moment later
@@ -252,27 +213,23 @@ TEST(TavrelSimProcess, PortBaseFaultsAndCleanShutdown) {
     EXPECT_EQ(sim.port("GPIB2::1::INSTR"), base);
     EXPECT_EQ(sim.port("GPIB2::2::INSTR"), base + 1);
 
-    QTcpSocket dropping;
-    dropping.connectToHost("127.0.0.1", base);
-    ASSERT_TRUE(dropping.waitForConnected(5000));
+    QTcpSocket dropping, truncating;
+    ASSERT_TRUE(connect(dropping, base));
     dropping.write("*IDN?\n");
     QByteArray got;
     while (dropping.state() == QAbstractSocket::ConnectedState && dropping.waitForReadyRead(5000))
         got += dropping.readAll();
-    got += dropping.readAll();
-    EXPECT_EQ(got, "CORVAN");
+    EXPECT_EQ(got + dropping.readAll(), "CORVAN");
     EXPECT_NE(dropping.state(), QAbstractSocket::ConnectedState) << "the server hung up";
 
-    QTcpSocket truncating;
-    truncating.connectToHost("127.0.0.1", base + 1);
-    ASSERT_TRUE(truncating.waitForConnected(5000));
+    ASSERT_TRUE(connect(truncating, base + 1));
     const QByteArray block = ask(truncating, ":SYST:SET?", 500); // never completes
     const int digits = block[1] - '0';
     EXPECT_EQ(block.size(), 2 + digits + block.mid(2, digits).toInt() - 3);
 
     EXPECT_TRUE(QFileInfo(dir.filePath("COM4")).isSymLink());
     ASSERT_TRUE(sim.terminate());
-    EXPECT_EQ(sim.process().exitCode(), 0);
+    EXPECT_EQ(sim.process.exitCode(), 0);
     EXPECT_FALSE(QFileInfo(dir.filePath("COM4")).exists() || QFileInfo(dir.filePath("COM4")).isSymLink());
 }
 
