@@ -1,14 +1,18 @@
 #pragma once
 
 #include "control/Localization.h"
+#include "control/TavrelError.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOManager.h"
 #include "iolib/IOUtilsEnums.h"
 #include "sim/SimBench.h"
+#include "support/DiagnosticsCapture.h"
+#include "support/Errors.h"
 
 #include <QString>
-#include <QThread>
+#include <gtest/gtest.h>
 #include <memory>
+#include <string>
 
 // The discovery tests' benches, texts and languages.
 namespace discoverytest {
@@ -27,6 +31,15 @@ inline CIOconfiguration Refreshed(const CorvaneIOUtilsLib::IOManager& manager) {
     CIOconfiguration configuration;
     configuration.RefreshPorts(manager);
     return configuration;
+}
+
+// The addresses of a board that the configuration lists as existing.
+inline QList<int> Listed(const CIOconfiguration& configuration, int board) {
+    QList<int> listed;
+    for (int address = CIOconfiguration::kFirstGPIBAddress; address <= CIOconfiguration::kLastGPIBAddress;
+         ++address)
+        if (configuration.GPIBAddressExists(board, address)) listed << address;
+    return listed;
 }
 
 // The text of a base id in the calling thread's language, straight from the table.
@@ -51,5 +64,23 @@ constexpr int kFrench = 1000;
 
 inline const QString kCRLF = QStringLiteral("\r\n");
 inline const QString kIndent = QStringLiteral("    ");
+
+// The "at address" paragraph the messages end with.
+inline QString AtAddress(const QString& shown) {
+    return kCRLF + kCRLF + T(228) + kCRLF + kCRLF + kIndent + shown;
+}
+
+// Expects the call to raise the invalid-value error with this description and to report the lines.
+template <typename Call>
+void ExpectRefusal(Call&& call, const QString& description, const QStringList& report,
+                   const std::string& name) {
+    DiagnosticsCapture capture;
+    const std::optional<TavrelError> error = ErrorOf(std::forward<Call>(call));
+    ASSERT_TRUE(error.has_value()) << "no error: " << name;
+    EXPECT_EQ(error->number(), ErrorNumber::InvalidPropertyValue) << name;
+    EXPECT_EQ(error->source(), T(104)) << name;
+    EXPECT_EQ(error->description(), description) << name;
+    EXPECT_TRUE(capture.hasReportWith(report)) << name;
+}
 
 } // namespace discoverytest

@@ -1,22 +1,8 @@
 #include "DiscoveryTestSupport.h"
-#include "ioconfig/CIOconfiguration.h"
-#include "support/DiagnosticsCapture.h"
 
 #include <gtest/gtest.h>
 
 using namespace discoverytest;
-using IO = CIOconfiguration;
-
-namespace {
-
-QList<int> Listed(const CIOconfiguration& configuration, int board) {
-    QList<int> listed;
-    for (int address = IO::kFirstGPIBAddress; address <= IO::kLastGPIBAddress; ++address)
-        if (configuration.GPIBAddressExists(board, address)) listed << address;
-    return listed;
-}
-
-} // namespace
 
 TEST(PortDiscovery, RefreshPortsFromTheDefaultBench) {
     CIOconfiguration configuration;
@@ -27,8 +13,7 @@ TEST(PortDiscovery, RefreshPortsFromTheDefaultBench) {
     EXPECT_FALSE(configuration.RS232PortExists(3) || configuration.RS232PortExists(4));
     EXPECT_TRUE(configuration.GPIBPortExists(0));
     EXPECT_EQ(Listed(configuration, 0), QList<int>({3, 7, 12, 22}));
-    // A board with nothing on it has no entry in the listing.
-    EXPECT_FALSE(configuration.GPIBPortExists(1));
+    EXPECT_FALSE(configuration.GPIBPortExists(1)); // a board with nothing on it is not listed
 
     configuration.RefreshPorts(*Bench("{}"));
     EXPECT_FALSE(configuration.AnyPortExists().toBool());
@@ -50,18 +35,14 @@ TEST(PortDiscovery, FindPortsRefreshOnlyTheirOwn) {
     const bool found[] = {true, true, false, false};
     for (int port = 1; port <= 4; ++port)
         EXPECT_EQ(configuration.FindRS232Port(port, *manager), found[port - 1]) << port;
-}
 
-TEST(PortDiscovery, PortsOutsideTheirRangeAreReported) {
-    DiagnosticsCapture capture;
-    const auto manager = DefaultBench();
-    CIOconfiguration configuration;
+    DiagnosticsCapture capture; // ports outside their range
     EXPECT_ANY_THROW(configuration.FindGPIBPort(4, *manager));
     EXPECT_ANY_THROW(configuration.FindRS232Port(0, *manager));
-    EXPECT_TRUE(capture.hasReportWith({"Assertion: (gpib_portFind >= GPIB_PORT.First And gpib_portFind <= "
-                                       "GPIB_PORT.Last)",
-                                       "Function: FindGPIBPort"}));
-    EXPECT_TRUE(capture.hasReportWith({"Assertion: (rs232_portFind >= RS232_PORT.First And rs232_portFind <= "
-                                       "RS232_PORT.Last)",
-                                       "Function: FindRS232Port"}));
+    EXPECT_TRUE(capture.hasReportWith(
+        {"Assertion: (gpib_portFind >= GPIB_PORT.First And gpib_portFind <= GPIB_PORT.Last)",
+         "Function: FindGPIBPort"}));
+    EXPECT_TRUE(capture.hasReportWith(
+        {"Assertion: (rs232_portFind >= RS232_PORT.First And rs232_portFind <= RS232_PORT.Last)",
+         "Function: FindRS232Port"}));
 }

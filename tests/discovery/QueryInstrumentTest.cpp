@@ -1,10 +1,10 @@
 #include "DiscoveryTestSupport.h"
 #include "control/MessageBoxSeam.h"
-#include "control/TavrelError.h"
 #include "discovery/CQueryInstrument.h"
 #include "discovery/IdentificationMessage.h"
 #include "iolib/IOError.h"
 
+#include <QThread>
 #include <gtest/gtest.h>
 
 using namespace discoverytest;
@@ -20,64 +20,54 @@ CQueryInstrument QueryOn(const std::shared_ptr<CorvaneIOUtilsLib::IOManager>& ma
 }
 
 // COM1 at 19200 baud, even parity and DTR/DSR; GPIB0::9 drops its reply after five bytes.
-const char* kSerialBench = R"({
-    "com": [{"port": 1, "device": {"kind": "tavrel", "model": "TV200B", "baud": 19200, "parity": "even",
-                                   "handshake": "DTR_DSR"}}],
-    "gpib": [{"board": 0, "devices": [{"address": 9, "kind": "tavrel", "faults": {"drop_after_bytes": 5}}]}]})";
-
-CIOconfiguration SerialBenchConfiguration() {
+CQueryInstrument SerialBenchQuery() {
     CIOconfiguration configuration;
     configuration.SetRS232BaudRate(1, 19200);
     configuration.SetRS232Parity(1, CorvaneIOUtilsLib::RS232_Parity_Even);
     configuration.SetRS232Handshake(1, CorvaneIOUtilsLib::RS232_HandShake_DTR_DSR);
-    return configuration;
+    return QueryOn(Bench(R"({
+        "com": [{"port": 1, "device": {"kind": "tavrel", "model": "TV200B", "baud": 19200, "parity": "even",
+                                       "handshake": "DTR_DSR"}}],
+        "gpib": [{"board": 0, "devices": [{"address": 9, "kind": "tavrel", "faults": {"drop_after_bytes": 5}}]}]})"),
+                   configuration);
 }
 
 } // namespace
 
-TEST(Query, ResultCodesOnTheDefaultBench) {
+TEST(Query, ResultCodesAndReplies) {
     CQueryInstrument query = QueryOn(DefaultBench());
+    CQueryInstrument serial = SerialBenchQuery();
     const struct {
+        CQueryInstrument* on;
         bool gpibQuery;
         const char* address;
         qint16 code;
         const char* replyStart; // empty: the reply must be empty
     } cases[] = {
-        {true, "GPIB0::7::INSTR", R::Supported, "CORVANE TECHNOLOGIES,TV100A,"},
-        {true, "GPIB0::3::INSTR", R::NotIEEE488, "HP3478A"},
-        {true, "GPIB0::22::INSTR", R::NotFound, ""}, // listed but silent
-        {true, "GPIB0::5::INSTR", R::NotFound, ""},  // nothing listens there
-        {true, "GPIB2::7::INSTR", R::PortNotFound, ""},
-        {true, "COM1", R::WrongAddressKind, ""},
-        {false, "COM1", R::Supported, "CORVANE TECHNOLOGIES,TV100A,"},
+        {&query, true, "GPIB0::7::INSTR", R::Supported, "CORVANE TECHNOLOGIES,TV100A,"},
+        {&query, true, "GPIB0::3::INSTR", R::NotIEEE488, "HP3478A"},
+        {&query, true, "GPIB0::22::INSTR", R::NotFound, ""}, // listed but silent
+        {&query, true, "GPIB0::5::INSTR", R::NotFound, ""},  // nothing listens there
+        {&query, true, "GPIB2::7::INSTR", R::PortNotFound, ""},
+        {&query, true, "COM1", R::WrongAddressKind, ""},
+        {&query, false, "COM1", R::Supported, "CORVANE TECHNOLOGIES,TV100A,"},
         // Keywords are ignored: the configuration's settings for COM1 apply.
-        {false, "COM1::Baud=19200,Handshake=DTR_DSR", R::Supported, "CORVANE TECHNOLOGIES,TV100A,"},
-        {false, "COM3", R::PortNotFound, ""},
-        {false, "GPIB0::7::INSTR", R::WrongAddressKind, ""},
-        {false, "TCPIP0::scope::INSTR", R::WrongAddressKind, ""},
+        {&query, false, "COM1::Baud=19200,Handshake=DTR_DSR", R::Supported, "CORVANE TECHNOLOGIES,TV100A,"},
+        {&query, false, "COM3", R::PortNotFound, ""},
+        {&query, false, "GPIB0::7::INSTR", R::WrongAddressKind, ""},
+        {&query, false, "TCPIP0::scope::INSTR", R::WrongAddressKind, ""},
+        {&serial, false, "COM1", R::Supported, "CORVANE TECHNOLOGIES,TV200B,"},
+        {&serial, true, "GPIB0::9::INSTR", R::NotFound, ""}, // a reply cut short is a failed exchange
     };
     for (const auto& c : cases) {
         const QString address = QString::fromLatin1(c.address);
         QString reply = QStringLiteral("stale");
-        EXPECT_EQ(c.gpibQuery ? query.GPIBIDNQuery(address, reply) : query.RS232IDNQuery(address, reply),
+        EXPECT_EQ(c.gpibQuery ? c.on->GPIBIDNQuery(address, reply) : c.on->RS232IDNQuery(address, reply),
                   c.code)
             << c.address;
-        if (*c.replyStart)
-            EXPECT_TRUE(reply.startsWith(QString::fromLatin1(c.replyStart))) << c.address;
-        else
-            EXPECT_TRUE(reply.isEmpty()) << c.address;
+        EXPECT_TRUE(*c.replyStart ? reply.startsWith(QString::fromLatin1(c.replyStart)) : reply.isEmpty())
+            << c.address << ": " << reply.toStdString();
     }
-}
-
-TEST(Query, SerialSettingsComeFromTheConfiguration) {
-    const auto manager = Bench(kSerialBench);
-    QString reply;
-    CQueryInstrument configured = QueryOn(manager, SerialBenchConfiguration());
-    EXPECT_EQ(configured.RS232IDNQuery(QStringLiteral("COM1"), reply), R::Supported);
-    EXPECT_TRUE(reply.contains(QStringLiteral(",TV200B,")));
-    // A reply cut short by a dropped connection is a failed exchange.
-    EXPECT_EQ(configured.GPIBIDNQuery(QStringLiteral("GPIB0::9::INSTR"), reply), R::NotFound);
-    EXPECT_TRUE(reply.isEmpty());
 }
 
 TEST(Query, FlushEmptiesTheReceiveBufferAndRestoresTheTimeout) {
@@ -91,23 +81,6 @@ TEST(Query, FlushEmptiesTheReceiveBufferAndRestoresTheTimeout) {
     session->SetTimeout(50);
     EXPECT_THROW(session->ReadBytes(1), CorvaneIOUtilsLib::IOError);
 }
-
-namespace {
-
-// Keeps the message boxes that Test shows.
-class MessageBoxes {
-public:
-    MessageBoxes() {
-        SetMessageBoxHandler([this](const MessageBoxRequest& request) {
-            shown.append(request);
-            return kMessageBoxResultOK;
-        });
-    }
-    ~MessageBoxes() { SetMessageBoxHandler(nullptr); }
-    QList<MessageBoxRequest> shown;
-};
-
-} // namespace
 
 TEST(QueryTest, ShowsAndReturnsTheMessage) {
     const struct {
@@ -124,11 +97,21 @@ TEST(QueryTest, ShowsAndReturnsTheMessage) {
         {"GPIB scope", false, "GPIB0::7::INSTR", kFrench, R::Supported, false},
         {"absent COM port", false, "COM4", kFrench, R::PortNotFound, false},
     };
+    struct MessageBoxes { // keeps the boxes Test shows
+        QList<MessageBoxRequest> shown;
+        MessageBoxes() {
+            SetMessageBoxHandler([this](const MessageBoxRequest& box) {
+                shown.append(box);
+                return kMessageBoxResultOK;
+            });
+        }
+        ~MessageBoxes() { SetMessageBoxHandler(nullptr); }
+    } boxes;
+    QList<MessageBoxRequest>& shown = boxes.shown;
     for (const auto& c : cases) {
         Language selected(c.language);
-        MessageBoxes boxes;
-        CQueryInstrument query = c.serialBench ? QueryOn(Bench(kSerialBench), SerialBenchConfiguration())
-                                               : QueryOn(DefaultBench());
+        shown.clear();
+        CQueryInstrument query = c.serialBench ? SerialBenchQuery() : QueryOn(DefaultBench());
         const QString address = QString::fromLatin1(c.address);
         QString reply;
         const TestOutcome outcome = query.Test(0, address, reply);
@@ -138,9 +121,9 @@ TEST(QueryTest, ShowsAndReturnsTheMessage) {
                   IdentificationMessage(c.code, address, reply, address.startsWith(QStringLiteral("GPIB")),
                                         c.caution))
             << c.name;
-        ASSERT_EQ(boxes.shown.size(), 1) << c.name;
-        EXPECT_EQ(boxes.shown[0].text, outcome.message) << c.name;
-        EXPECT_EQ(boxes.shown[0].title, outcome.title) << c.name;
-        EXPECT_EQ(boxes.shown[0].style, 65600) << c.name;
+        ASSERT_EQ(shown.size(), 1) << c.name;
+        EXPECT_EQ(shown[0].text, outcome.message) << c.name;
+        EXPECT_EQ(shown[0].title, outcome.title) << c.name;
+        EXPECT_EQ(shown[0].style, 65600) << c.name;
     }
 }

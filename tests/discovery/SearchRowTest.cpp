@@ -1,8 +1,6 @@
 #include "discovery/SearchRow.h"
 #include "DiscoveryTestSupport.h"
-#include "control/TavrelError.h"
 #include "discovery/SearchResult.h"
-#include "support/DiagnosticsCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -33,56 +31,36 @@ TEST(SearchRow, ColumnsFromTheReply) {
             EXPECT_EQ(row.supported, T(202)) << c.reply; // every model is supported
         }
     }
-}
-
-TEST(SearchRow, EmptyAddressIsRefused) {
-    DiagnosticsCapture capture;
-    try {
-        InstrumentListEntry(QStringLiteral("Maker,TV100A,1,2"), QString());
-        FAIL() << "no error";
-    } catch (const TavrelError& error) {
-        EXPECT_EQ(error.number(), ErrorNumber::InvalidPropertyValue);
-        EXPECT_EQ(error.description(), T(106));
-    }
-    EXPECT_TRUE(
-        capture.hasReportWith({"Assertion: false", "File: TavrelPPSrchIO", "Function: AddInstrumentToList"}));
+    ExpectRefusal([] { InstrumentListEntry(QStringLiteral("Maker,TV100A,1,2"), QString()); }, T(106),
+                  {"Assertion: false", "File: TavrelPPSrchIO", "Function: AddInstrumentToList"},
+                  "empty address");
 }
 
 TEST(SearchRow, ResultsThatAddARowAndResultsThatRaise) {
-    enum Outcome { Adds, Skips, Raises109, Raises110 };
     const struct {
         const char* address;
         qint16 result;
-        Outcome outcome;
+        int outcome; // 1 adds a row, 0 skips, else the description the refusal carries
     } cases[] = {
-        {"COM1", 0, Adds},
-        {"COM1", 3, Adds},
-        {"COM1", 4, Skips},
-        {"COM3", 5, Raises109},
-        {"COM2", -1, Raises109},
-        {"GPIB0::7::INSTR", 0, Adds},
-        {"GPIB0::7::INSTR", 4, Adds},
-        {"GPIB1::30::INSTR", 5, Raises110},
+        {"COM1", 0, 1},
+        {"COM1", 3, 1},
+        {"COM1", 4, 0},
+        {"COM3", 5, 109},
+        {"COM2", -1, 109},
+        {"GPIB0::7::INSTR", 0, 1},
+        {"GPIB0::7::INSTR", 4, 1},
+        {"GPIB1::30::INSTR", 5, 110},
     };
     Language french(kFrench);
     for (const auto& c : cases) {
         const QString address = QString::fromLatin1(c.address);
         const bool gpib = address.startsWith(QStringLiteral("GPIB"));
-        if (c.outcome == Adds || c.outcome == Skips) {
-            EXPECT_EQ(ResultAddsRow(gpib, c.result, address), c.outcome == Adds) << c.address << c.result;
-            continue;
-        }
-        DiagnosticsCapture capture;
-        try {
-            ResultAddsRow(gpib, c.result, address);
-            ADD_FAILURE() << c.address << " " << c.result;
-        } catch (const TavrelError& error) {
-            EXPECT_EQ(error.number(), ErrorNumber::InvalidPropertyValue);
-            EXPECT_EQ(error.source(), T(104));
-            EXPECT_EQ(error.description(), T(c.outcome == Raises109 ? 109 : 110) + kCRLF + kCRLF + T(228) +
-                                               kCRLF + kCRLF + kIndent + address);
-        }
-        EXPECT_TRUE(capture.hasReportWith({"Assertion: false", "File: TavrelPPSrchIO", "Function: Click"}));
+        const std::string name = std::string(c.address) + " " + std::to_string(c.result);
+        if (c.outcome > 1)
+            ExpectRefusal([&] { ResultAddsRow(gpib, c.result, address); }, T(c.outcome) + AtAddress(address),
+                          {"Assertion: false", "File: TavrelPPSrchIO", "Function: Click"}, name);
+        else
+            EXPECT_EQ(ResultAddsRow(gpib, c.result, address), c.outcome == 1) << name;
     }
 }
 
@@ -110,9 +88,10 @@ TEST(SearchRow, PortNotFoundMessage) {
         Language selected(language);
         for (const char* port : {"COM3", "GPIB1"}) {
             const PortNotFound notFound = PortNotFoundMessage(QString::fromLatin1(port));
-            EXPECT_EQ(notFound.title, T(207));
-            EXPECT_EQ(notFound.message, T(241) + kCRLF + kCRLF + T(228) + kCRLF + kCRLF + kIndent +
-                                            QString::fromLatin1(port) + kCRLF + kCRLF + T(242) + T(243));
+            EXPECT_EQ(notFound.title, T(207)) << port;
+            EXPECT_EQ(notFound.message,
+                      T(241) + AtAddress(QString::fromLatin1(port)) + kCRLF + kCRLF + T(242) + T(243))
+                << port;
         }
     }
 }
