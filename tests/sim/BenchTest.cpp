@@ -1,3 +1,5 @@
+// Benches: the compiled-in default, files, and the refusals of a bad file.
+
 #include "SimTestSupport.h"
 
 #include <QFile>
@@ -6,47 +8,29 @@
 #include <gtest/gtest.h>
 
 using namespace tavrelsim;
+using simtest::query;
 
 namespace {
 
-TEST(DefaultBench, Layout) {
+// Announced placements are checked by the binary's tests; these are what opening them gives.
+TEST(DefaultBench, EveryAddressBehavesAsListed) {
     auto bench = SimBench::defaultBench();
     EXPECT_EQ(bench->gpibBoards(), QList<int>({0, 1}));
     EXPECT_EQ(bench->gpibAddresses(0), QList<int>({3, 7, 12, 22}));
-    EXPECT_TRUE(bench->gpibAddresses(1).isEmpty());
-    EXPECT_TRUE(bench->gpibAddresses(2).isEmpty());
+    EXPECT_TRUE(bench->gpibAddresses(1).isEmpty() && bench->gpibAddresses(2).isEmpty());
     EXPECT_EQ(bench->comPorts(), QList<int>({1, 2}));
-
-    const QList<SimPlacement> p = bench->placements();
-    ASSERT_EQ(p.size(), 5);
-    QStringList seen;
-    for (const SimPlacement& x : p) {
-        seen << (x.bus == SimPlacement::Gpib ? QString("GPIB%1::%2 %3 %4").arg(x.board).arg(x.address)
-                                             : QString("COM%1 %3 %4").arg(x.comPort))
-                    .arg(x.model, x.kind);
-    }
-    EXPECT_EQ(seen, QStringList({"GPIB0::3  no_comma", "GPIB0::7 TV100A tavrel", "GPIB0::12 TV200B tavrel",
-                                 "GPIB0::22  silent", "COM1 TV100A tavrel"}));
-    EXPECT_EQ(p.last().serial, (SimSerialSettings{9600, 1, 8, 1, 2}));
-}
-
-TEST(DefaultBench, EveryAddressBehavesAsListed) {
-    auto bench = SimBench::defaultBench();
-    EXPECT_EQ(simtest::query(*bench->openGpib(0, 7), "*IDN?"),
-              "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n");
-    EXPECT_TRUE(simtest::query(*bench->openGpib(0, 12), "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV200B,"));
-    EXPECT_EQ(simtest::query(*bench->openGpib(0, 3), "*IDN?"), "HP3478A\n");
-    EXPECT_EQ(simtest::query(*bench->openGpib(0, 22), "*IDN?", 100), QByteArray());
-    EXPECT_EQ(bench->openGpib(0, 5), nullptr);
-    EXPECT_EQ(bench->openGpib(1, 7), nullptr);
-    EXPECT_EQ(bench->openGpib(2, 7), nullptr);
+    EXPECT_EQ(bench->placements().last().serial, (SimSerialSettings{9600, 1, 8, 1, 2}));
+    EXPECT_EQ(query(*bench->openGpib(0, 7), "*IDN?"), "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n");
+    EXPECT_TRUE(query(*bench->openGpib(0, 12), "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV200B,"));
+    EXPECT_EQ(query(*bench->openGpib(0, 3), "*IDN?"), "HP3478A\n");
+    EXPECT_EQ(query(*bench->openGpib(0, 22), "*IDN?", 100), QByteArray());
+    EXPECT_EQ(query(*bench->openCom(2), "*IDN?", 100), QByteArray());
+    for (const auto& [board, address] : {std::pair{0, 5}, {1, 7}, {2, 7}})
+        EXPECT_EQ(bench->openGpib(board, address), nullptr) << board << " " << address;
     EXPECT_EQ(bench->openCom(3), nullptr);
-    auto com2 = bench->openCom(2);
-    ASSERT_NE(com2, nullptr);
-    EXPECT_EQ(simtest::query(*com2, "*IDN?", 100), QByteArray());
     auto com1 = bench->openCom(1);
     com1->setSerialSettings({9600, 1, 8, 1, 2});
-    EXPECT_TRUE(simtest::query(*com1, "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV100A,"));
+    EXPECT_TRUE(query(*com1, "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV100A,"));
 }
 
 TEST(DefaultBench, ShippedSampleMatchesTheCompiledInBench) {
@@ -57,16 +41,7 @@ TEST(DefaultBench, ShippedSampleMatchesTheCompiledInBench) {
     EXPECT_EQ(shipped, QJsonDocument::fromJson(SimBench::defaultBenchJson()));
 }
 
-TEST(BenchFile, UnreadableFileIsNamed) {
-    try {
-        SimBench::fromFile("/nonexistent/bench.json");
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& e) {
-        EXPECT_NE(std::string(e.what()).find("/nonexistent/bench.json"), std::string::npos) << e.what();
-    }
-}
-
-TEST(BenchFile, LoadsFromFile) {
+TEST(BenchFile, LoadsFromFileAndNamesAnUnreadableOne) {
     QTemporaryDir dir;
     QFile f(dir.filePath("b.json"));
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
@@ -79,99 +54,67 @@ TEST(BenchFile, LoadsFromFile) {
     EXPECT_EQ(bench->placements()[0].serial, (SimSerialSettings{57600, 3, 7, 2, 4}));
     auto ep = bench->openCom(3);
     ep->setSerialSettings({57600, 3, 7, 2, 4});
-    EXPECT_TRUE(simtest::query(*ep, "*IDN?").contains(",TV300C,"));
-}
-
-struct BadBench {
-    const char* name;
-    const char* json;
-    const char* where; // must appear in the message, as must the origin
-};
-
-class BenchValidation : public ::testing::TestWithParam<BadBench> {};
-
-TEST_P(BenchValidation, RefusesWithFileAndEntry) {
+    EXPECT_TRUE(query(*ep, "*IDN?").contains(",TV300C,"));
     try {
-        SimBench::fromJson(GetParam().json, "bad-bench.json");
-        FAIL() << "accepted";
+        SimBench::fromFile("/nonexistent/bench.json");
+        ADD_FAILURE() << "no exception";
     } catch (const std::runtime_error& e) {
-        const std::string m = e.what();
-        EXPECT_NE(m.find("bad-bench.json"), std::string::npos) << m;
-        EXPECT_NE(m.find(GetParam().where), std::string::npos) << m;
+        EXPECT_NE(std::string(e.what()).find("/nonexistent/bench.json"), std::string::npos) << e.what();
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Files, BenchValidation,
-    ::testing::Values(
-        BadBench{"not_json", R"({"gpib": [)", "not valid JSON"}, BadBench{"top_array", R"([])", "top level"},
-        BadBench{"unknown_top_key", R"({"usb": []})", "\"usb\""},
-        BadBench{"gpib_not_array", R"({"gpib": {}})", "\"gpib\""},
-        BadBench{"board_4", R"({"gpib": [{"board": 4}]})", "gpib[0]"},
-        BadBench{"board_missing", R"({"gpib": [{"devices": []}]})", "\"board\""},
-        BadBench{"board_twice", R"({"gpib": [{"board": 1}, {"board": 1}]})", "gpib[1]"},
-        BadBench{"address_31", R"({"gpib": [{"board": 0, "devices": [{"address": 31, "kind": "silent"}]}]})",
-                 "gpib[0].devices[0]"},
-        BadBench{"address_fraction",
-                 R"({"gpib": [{"board": 0, "devices": [{"address": 1.5, "kind": "silent"}]}]})",
-                 "\"address\""},
-        BadBench{"address_twice",
-                 R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "silent"},
-                     {"address": 5, "kind": "tavrel"}]}]})",
-                 "gpib[0].devices[1]"},
-        BadBench{"kind_unknown", R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "dmm"}]}]})",
-                 "\"kind\""},
-        BadBench{"kind_missing", R"({"gpib": [{"board": 0, "devices": [{"address": 5}]}]})", "\"kind\""},
-        BadBench{
-            "key_of_other_kind",
-            R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "silent", "model": "TV100A"}]}]})",
-            "\"model\""},
-        BadBench{
-            "model_lower_case",
-            R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel", "model": "tv100a"}]}]})",
-            "\"model\""},
-        BadBench{
-            "firmware_comma",
-            R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel", "firmware": "A,1"}]}]})",
-            "\"firmware\""},
-        BadBench{"idn_comma",
-                 R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "no_comma", "idn": "X,Y"}]}]})",
-                 "\"idn\""},
-        BadBench{
-            "fault_unknown",
-            R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel", "faults": {"slow": 1}}]}]})",
-            "gpib[0].devices[0].faults"},
-        BadBench{"fault_negative_delay",
-                 R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel",
-                     "faults": {"reply_delay_ms": -1}}]}]})",
-                 "\"reply_delay_ms\""},
-        BadBench{"fault_truncate_zero",
-                 R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel",
-                     "faults": {"truncate_blocks": 0}}]}]})",
-                 "\"truncate_blocks\""},
-        BadBench{
-            "fault_flag_not_bool",
-            R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel", "faults": {"silent": 1}}]}]})",
-            "\"silent\""},
-        BadBench{"com_5", R"({"com": [{"port": 5}]})", "com[0]"},
-        BadBench{"com_0", R"({"com": [{"port": 0}]})", "com[0]"},
-        BadBench{"com_twice", R"({"com": [{"port": 2}, {"port": 2}]})", "com[1]"},
-        BadBench{"baud_4800", R"({"com": [{"port": 1, "device": {"kind": "tavrel", "baud": 4800}}]})",
-                 "com[0].device"},
-        BadBench{"parity_unknown",
-                 R"({"com": [{"port": 1, "device": {"kind": "tavrel", "parity": "high"}}]})", "\"parity\""},
-        BadBench{"handshake_unknown",
-                 R"({"com": [{"port": 1, "device": {"kind": "tavrel", "handshake": "XONXOFF"}}]})",
-                 "\"handshake\""},
-        BadBench{"data_bits_9", R"({"com": [{"port": 1, "device": {"kind": "tavrel", "data_bits": 9}}]})",
-                 "\"data_bits\""},
-        BadBench{"stop_bits_3", R"({"com": [{"port": 1, "device": {"kind": "tavrel", "stop_bits": 3}}]})",
-                 "\"stop_bits\""},
-        BadBench{"address_on_com", R"({"com": [{"port": 1, "device": {"kind": "tavrel", "address": 3}}]})",
-                 "\"address\""},
-        BadBench{"baud_on_gpib",
-                 R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "tavrel", "baud": 9600}]}]})",
-                 "\"baud\""}),
-    [](const auto& info) { return std::string(info.param.name); });
+// Each refusal names the file and the entry or key at fault. A "gpib:" or "com:" case is the
+// contents of the device object at GPIB0::5 or on COM1.
+TEST(BenchFile, RefusesABadFileNamingTheFileAndTheEntry) {
+    const struct {
+        const char *json, *where;
+    } cases[] = {
+        {R"({"gpib": [)", "not valid JSON"},
+        {R"([])", "top level"},
+        {R"({"usb": []})", "\"usb\""},
+        {R"({"gpib": {}})", "\"gpib\""},
+        {R"({"gpib": [{"board": 4}]})", "gpib[0]"},
+        {R"({"gpib": [{"devices": []}]})", "\"board\""},
+        {R"({"gpib": [{"board": 1}, {"board": 1}]})", "gpib[1]"},
+        {R"(gpib:"address": 31, "kind": "silent")", "gpib[0].devices[0]"},
+        {R"(gpib:"address": 1.5, "kind": "silent")", "\"address\""},
+        {R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "silent"}, {"address": 5, "kind": "tavrel"}]}]})",
+         "gpib[0].devices[1]"},
+        {R"(gpib:"address": 5, "kind": "dmm")", "\"kind\""},
+        {R"(gpib:"address": 5)", "\"kind\""},
+        {R"(gpib:"address": 5, "kind": "silent", "model": "TV100A")", "\"model\""},
+        {R"(gpib:"address": 5, "kind": "tavrel", "model": "tv100a")", "\"model\""},
+        {R"(gpib:"address": 5, "kind": "tavrel", "firmware": "A,1")", "\"firmware\""},
+        {R"(gpib:"address": 5, "kind": "no_comma", "idn": "X,Y")", "\"idn\""},
+        {R"(gpib:"address": 5, "kind": "tavrel", "faults": {"slow": 1})", "gpib[0].devices[0].faults"},
+        {R"(gpib:"address": 5, "kind": "tavrel", "faults": {"reply_delay_ms": -1})", "\"reply_delay_ms\""},
+        {R"(gpib:"address": 5, "kind": "tavrel", "faults": {"truncate_blocks": 0})", "\"truncate_blocks\""},
+        {R"(gpib:"address": 5, "kind": "tavrel", "faults": {"silent": 1})", "\"silent\""},
+        {R"(gpib:"address": 5, "kind": "tavrel", "baud": 9600)", "\"baud\""},
+        {R"({"com": [{"port": 5}]})", "com[0]"},
+        {R"({"com": [{"port": 0}]})", "com[0]"},
+        {R"({"com": [{"port": 2}, {"port": 2}]})", "com[1]"},
+        {R"(com:"kind": "tavrel", "baud": 4800)", "com[0].device"},
+        {R"(com:"kind": "tavrel", "parity": "high")", "\"parity\""},
+        {R"(com:"kind": "tavrel", "handshake": "XONXOFF")", "\"handshake\""},
+        {R"(com:"kind": "tavrel", "data_bits": 9)", "\"data_bits\""},
+        {R"(com:"kind": "tavrel", "stop_bits": 3)", "\"stop_bits\""},
+        {R"(com:"kind": "tavrel", "address": 3)", "\"address\""}};
+    for (const auto& c : cases) {
+        QByteArray json = c.json;
+        if (json.startsWith("gpib:"))
+            json = R"({"gpib": [{"board": 0, "devices": [{)" + json.mid(5) + "}]}]}";
+        else if (json.startsWith("com:"))
+            json = R"({"com": [{"port": 1, "device": {)" + json.mid(4) + "}}]}";
+        try {
+            SimBench::fromJson(json, "bad-bench.json");
+            ADD_FAILURE() << "accepted: " << json.toStdString();
+        } catch (const std::runtime_error& e) {
+            const std::string m = e.what();
+            EXPECT_NE(m.find("bad-bench.json"), std::string::npos) << m;
+            EXPECT_NE(m.find(c.where), std::string::npos) << m;
+        }
+    }
+}
 
 } // namespace
