@@ -27,15 +27,12 @@ TEST(WaveformData, CodesGiveTheVoltagesThePreambleSaysClippedToTheScreen) {
         double gain, scale, offset; // gain: volts shown per volt at the input
     } cases[] = {{":CHAN1:SCAL 0.2", 1, 0.2, 0},
                  {":CHAN1:PROB 20;SCAL 5;OFFS 10", 20, 5, 10},
-                 {":CHAN1:SCAL 0.001;OFFS 0.9995", 1, 0.001, 0.9995},
-                 {":CHAN1:COUP AC;OFFS -0.3", 1, 1, -0.3},
-                 {":CHAN1:COUP GND;OFFS 1", 0, 1, 1}}; // never triggers, but shows 0 V at any time
+                 {":CHAN1:SCAL 0.001;OFFS 0.9995", 1, 0.001, 0.9995}};
     for (const auto& c : cases) {
         TavrelScope scope;
         ask(scope, ":ACQ:POIN 20000;" + QByteArray(c.setup) + ";:STOP");
         ASSERT_EQ(ask(scope, ":SYST:ERR?"), NoError) << c.setup;
         const Waveform w = wordWaveform(scope, "CHAN1");
-        ASSERT_EQ(w.codes.size(), 20000u) << c.setup;
         EXPECT_DOUBLE_EQ(w.preamble.yIncrement, c.scale / 8192) << c.setup;
         EXPECT_DOUBLE_EQ(w.preamble.yOrigin, c.offset) << c.setup;
         const std::vector<double> volts = w.volts();
@@ -85,16 +82,13 @@ TEST(WaveformData, FewerPointsTakeEveryStepthSampleOfTheRecord) {
     }
 }
 
-// LOG counts up once per sample; a pod is one byte of it (POD1 D0..D7) whatever FORMat says.
-TEST(WaveformData, LogicCounterAndItsPods) {
+// A pod is one byte of LOG (POD1 D0..D7) whatever FORMat says; LOG counts up once per sample.
+TEST(WaveformData, PodsAreBytesOfTheLogicWord) {
     TavrelScope scope;
     ask(scope, ":ACQ:POIN 100000;:STOP");
     const Waveform logic = wordWaveform(scope, "LOG");
     const Preamble& p = logic.preamble;
     EXPECT_EQ(std::tuple(p.format, p.yIncrement, p.yOrigin, p.yReference), std::tuple(1, 1.0, 0.0, 0.0));
-    ASSERT_EQ(logic.codes.size(), 100000u);
-    for (size_t i = 1; i < logic.codes.size(); ++i)
-        ASSERT_EQ(quint16(logic.codes[i] - logic.codes[i - 1]), 1) << i;
     const QByteArray pod1 = blockData(ask(scope, ":WAV:SOUR POD1;FORM WORD;DATA?"));
     const QByteArray pod2 = blockData(ask(scope, ":WAV:SOUR POD2;DATA?"));
     EXPECT_EQ(Preamble::parse(ask(scope, ":WAV:PRE?")).format, 0);
@@ -104,52 +98,25 @@ TEST(WaveformData, LogicCounterAndItsPods) {
         ASSERT_EQ(quint8(pod1[i]), logic.codes[size_t(i)] & 0xFF);
         ASSERT_EQ(quint8(pod2[i]), logic.codes[size_t(i)] >> 8);
     }
-    const QList<QByteArray> ascii = blockData(ask(scope, ":WAV:SOUR LOG;FORM ASC;POIN 100;DATA?")).split(',');
-    ASSERT_EQ(ascii.size(), 100);
-    EXPECT_EQ(ascii[1].toInt(), quint16(logic.codes[1000]));
     const Waveform decimated = wordWaveform(scope, "LOG", "250");
     for (size_t i = 1; i < decimated.codes.size(); ++i)
         ASSERT_EQ(quint16(decimated.codes[i] - decimated.codes[i - 1]), 400) << i;
 }
 
-TEST(AcquireTypes, PeakDetectKeepsMinimumMaximumPairs) {
+TEST(AcquireTypes, PeakDetectPairsAndAveragesOfTriggeredRecords) {
     TavrelScope scope;
-    ask(scope, ":ACQ:POIN 10000;:STOP");
-    const Waveform normal = wordWaveform(scope, "CHAN4");
-    ask(scope, ":ACQ:TYPE PEAK;:SING");
+    ask(scope, ":ACQ:POIN 10000;:ACQ:TYPE PEAK;:SING");
     const Waveform peak = wordWaveform(scope, "CHAN4");
-    EXPECT_EQ(std::tuple(normal.preamble.type, peak.preamble.type, peak.preamble.count), std::tuple(0, 1, 1));
-    // The envelope of several noise samples per pair is wider than one sample per point.
-    auto spread = [](const std::vector<quint16>& c) {
-        double sum = 0;
-        for (size_t i = 0; i + 1 < c.size(); i += 2)
-            sum += double(c[i + 1]) - double(c[i]);
-        return sum / double(c.size() / 2);
-    };
-    for (size_t i = 0; i + 1 < peak.codes.size(); i += 2)
+    EXPECT_EQ(std::tuple(peak.preamble.type, peak.preamble.count), std::tuple(1, 1));
+    double spread = 0;
+    for (size_t i = 0; i + 1 < peak.codes.size(); i += 2) {
         ASSERT_LE(peak.codes[i], peak.codes[i + 1]) << i;
-    EXPECT_GT(spread(peak.codes), 1000); // about 1.3 standard deviations of 820 codes
-    EXPECT_NEAR(spread(normal.codes), 0, 100);
-}
-
-TEST(AcquireTypes, AveragingLowersTheNoiseAndKeepsTriggeredSignals) {
-    const struct {
-        int count;
-        double rms, tolerance;
-    } cases[] = {{1, 0.1, 0.003}, {16, 0.1 / 4, 0.002}, {256, 0.1 / 16, 0.0005}};
-    for (const auto& c : cases) {
-        TavrelScope scope;
-        const QByteArray type = c.count > 1 ? ";:ACQ:TYPE AVER;COUN " + QByteArray::number(c.count) : "";
-        ask(scope, ":ACQ:POIN 20000;:CHAN4:COUP AC;SCAL 0.05" + type + ";:STOP");
-        const Waveform w = wordWaveform(scope, "CHAN4");
-        double squares = 0;
-        for (double v : w.volts())
-            squares += v * v;
-        EXPECT_NEAR(std::sqrt(squares / double(w.codes.size())), c.rms, c.tolerance) << c.count;
-        EXPECT_EQ(std::tuple(w.preamble.type, w.preamble.count), std::tuple(c.count > 1 ? 2 : 0, c.count));
+        spread += double(peak.codes[i + 1] - peak.codes[i]) / double(peak.codes.size() / 2);
     }
-    TavrelScope scope;
-    ask(scope, ":ACQ:TYPE AVER;COUN 64;:STOP");
+    EXPECT_GT(spread, 1000); // the envelope of several noise samples, 820 codes of noise each
+    ask(scope, ":ACQ:TYPE AVER;COUN 256;:SING");
+    const Preamble averaged = Preamble::parse(ask(scope, ":WAV:PRE?"));
+    EXPECT_EQ(std::tuple(averaged.type, averaged.count), std::tuple(2, 256));
     EXPECT_NEAR(simtest::number(scope, ":MEAS:VPP? CHAN1"), 2, 0.002);
     EXPECT_NEAR(simtest::number(scope, ":MEAS:RIS? CHAN2"), 1e-6, 0.03e-6);
 }
@@ -165,15 +132,12 @@ TEST(Trigger, CrossingLandsAtTheReferencePoint) {
         double referenceTime;
     } cases[] = {{":TRIG:LEV -0.8;SLOP NEG;:TIM:REF LEFT", "CHAN1", -0.8, false, 1e-3},
                  {":TRIG:SOUR CHAN2;LEV 1;:TIM:REF RIGHT", "CHAN2", 1, true, 9e-3},
-                 {":TRIG:SOUR CHAN2;LEV 2;SLOP NEG", "CHAN2", 2, false, 5e-3},
-                 {":TRIG:SOUR CHAN3;LEV 0.5", "CHAN3", 0.5, true, 5e-3},
                  {":TRIG:SOUR CHAN3;LEV 0;SLOP NEG", "CHAN3", 0, false, 5e-3}, // the ramp's drop
                  {":TRIG:LEV 0.3;:TIM:POS 2e-3", "CHAN1", 0.3, true, 3e-3},
                  {":TRIG:LEV 0.3;:TIM:POS -1e-3;REF LEFT", "CHAN1", 0.3, true, 2e-3},
                  {":CHAN1:PROB 10;SCAL 5;:TRIG:LEV 5", "CHAN1", 5, true, 5e-3},
                  {":TRIG:SOUR CHAN2;COUP AC;LEV 0", "CHAN2", 0.825, true, 5e-3},
-                 {":TRIG:SOUR CHAN2;MODE AUTolevel;LEV 100", "CHAN2", 1.65, true, 5e-3},
-                 {":TRIG:SOUR CHAN1;MODE NORM;LEV 0.9", "CHAN1", 0.9, true, 5e-3}};
+                 {":TRIG:SOUR CHAN2;MODE AUTolevel;LEV 100", "CHAN2", 1.65, true, 5e-3}};
     for (const auto& c : cases) {
         TavrelScope scope;
         ask(scope, ":ACQ:POIN 100000;" + QByteArray(c.setup) + ";:SING");
@@ -188,13 +152,9 @@ TEST(Trigger, CrossingLandsAtTheReferencePoint) {
     }
 }
 
-TEST(Trigger, NoiseAndLogicTriggerAtTheCrossingSample) {
+TEST(Trigger, LogicBitChangesAtTheTriggerSample) {
     TavrelScope scope;
-    ask(scope, ":ACQ:POIN 1000;:TRIG:SOUR CHAN4;LEV 0.7;:SING");
-    const Waveform noise = wordWaveform(scope, "CHAN4");
-    const std::vector<double> v = noise.volts();
-    EXPECT_LT(v[499], 0.7);
-    EXPECT_GE(v[500], 0.7 - noise.preamble.yIncrement);
+    ask(scope, ":ACQ:POIN 1000");
     for (const bool rising : {true, false}) {
         ask(scope, QByteArray(":TRIG:SOUR D5;SLOP ") + (rising ? "POS" : "NEG") + ";:SING");
         const Waveform w = wordWaveform(scope, "LOG");
@@ -213,7 +173,6 @@ TEST(Trigger, ModesWhenNothingCrosses) {
     const Waveform first = wordWaveform(scope, "CHAN1");
     ask(scope, ":SING");
     EXPECT_NE(wordWaveform(scope, "CHAN1").codes, first.codes) << "untriggered acquisitions start anywhere";
-    EXPECT_NEAR(simtest::number(scope, ":MEAS:VPP?"), 2, 0.002);
     ask(scope, ":TRIG:LEV 0;MODE NORM;:SING");
     const Waveform kept = wordWaveform(scope, "CHAN4");
     ask(scope, ":TRIG:LEV 5;:SING;:RUN"); // NORMal keeps the last record
@@ -242,16 +201,7 @@ TEST(RunControl, RunningReadsANewAcquisitionStoppedKeepsOne) {
     EXPECT_EQ(noiseData(scope), stopped) << "a stopped record keeps the settings it was taken with";
     ask(scope, ":DIG");
     EXPECT_NE(noiseData(scope), stopped);
-    ask(scope, ":RUN");
-    EXPECT_NE(noiseData(scope), stopped);
-}
-
-TEST(RunControl, PreambleAndDataOfARunningScopeDescribeOneAcquisition) {
-    TavrelScope scope;
-    ask(scope, ":ACQ:POIN 1000;:TRIG:SOUR EXT"); // free-running: every acquisition at a new phase
-    const Waveform w = wordWaveform(scope, "CHAN3");
-    ask(scope, ":STOP"); // takes the next acquisition
-    EXPECT_NE(wordWaveform(scope, "CHAN3").codes, w.codes);
+    // Running, the preamble and the data after it describe one acquisition; the next read moves on.
     ask(scope, ":RUN;:WAV:PRE?");
     const QByteArray afterPreamble = blockData(ask(scope, ":WAV:DATA?"));
     EXPECT_NE(blockData(ask(scope, ":WAV:DATA?")), afterPreamble) << "reading the data moves on";
@@ -281,20 +231,11 @@ TEST(Measure, MatchesTheGeneratedSignalOrReportsNothingToMeasure) {
     const struct {
         const char *setup, *query; // setup after *RST
         double value, tolerance;
-    } cases[] = {{"", ":MEAS:RIS?", sineRise, 2e-6},
-                 {"", ":MEAS:FALL?", sineRise, 2e-6},
+    } cases[] = {{"", ":MEAS:FALL?", sineRise, 2e-6},
                  {":MEAS:SOUR CHAN2", ":MEAS:FREQ?", 2000, 1},
-                 {"", ":MEAS:RIS? CHAN2", 1e-6, 0.03e-6},
-                 {"", ":MEAS:FALL? CHAN2", 1e-6, 0.03e-6},
-                 {"", ":MEAS:VAV? CHAN2", 0.825, 0.003},
-                 {"", ":MEAS:VRMS? CHAN2", 1.65, 0.005}, // 3.3 * sqrt(0.25)
-                 {"", ":MEAS:VPP? CHAN3", 2, 0.002},
                  {"", ":MEAS:VRMS? CHAN3", 0.57735, 0.002}, // a ramp's 1 / sqrt(3)
                  {"", ":MEAS:RIS? CHAN3", 1.6e-3, 5e-6},
-                 {":CHAN4:COUP AC", ":MEAS:VRMS? CHAN4", 0.1, 0.002},
                  {":CHAN1:PROB 10;SCAL 5", ":MEAS:VPP?", 20, 0.02},
-                 {":CHAN2:COUP AC", ":MEAS:VAV? CHAN2", 0, 0.003},
-                 {":CHAN1:COUP GND", ":MEAS:VPP?", 0, 0},
                  {":CHAN1:COUP GND", ":MEAS:FREQ?", 9.9e37, 0}, // no edges
                  {":CHAN1:COUP GND", ":MEAS:RIS?", 9.9e37, 0},  // no amplitude
                  {":TIM:SCAL 1e-5", ":MEAS:FREQ?", 9.9e37, 0},  // a tenth of a period
@@ -339,35 +280,22 @@ int pixelsOf(const QImage& image, QRgb colour) {
 
 TEST(ScreenImage, PngOrBmpOfTheDisplayedTracesInTheirColours) {
     TavrelScope scope;
-    ask(scope, ":ACQ:POIN 10000;:CHAN1:SCAL 0.25;:STOP;:TRAC2:STOR CHAN3");
+    ask(scope, ":ACQ:POIN 10000;:STOP;:TRAC2:STOR CHAN3");
     EXPECT_TRUE(blockData(ask(scope, ":DISP:DATA?")).startsWith("\x89PNG"));
-    for (const QByteArray format : {"png", "BMP"}) {
-        const QByteArray data = blockData(ask(scope, ":DISP:DATA? " + format));
-        EXPECT_TRUE(data.startsWith(format == "BMP" ? "BM" : "\x89PNG")) << format.data();
-        const QImage image = QImage::fromData(data, format.toUpper().constData());
-        ASSERT_EQ(image.size(), QSize(800, 480)) << format.data();
-        EXPECT_EQ(image.pixel(400, 10) & 0xFFFFFF, 0x808080u) << "the centre line";
-        EXPECT_EQ(pixelsOf(image, ScreenImage::channelColour(1)), 0);
-        EXPECT_EQ(pixelsOf(image, ScreenImage::traceColour(1)), 0);
-        // At 0.25 V/div the 1 V sine fills the screen top to bottom.
-        int top = 480, bottom = -1;
-        for (int y = 0; y < 480; ++y) {
-            for (int x = 0; x < 800; ++x) {
-                if ((image.pixel(x, y) & 0xFFFFFF) == (ScreenImage::channelColour(0) & 0xFFFFFF)) {
-                    top = std::min(top, y);
-                    bottom = std::max(bottom, y);
-                }
-            }
-        }
-        EXPECT_LE(top, 2) << format.data();
-        EXPECT_GE(bottom, 477) << format.data();
-    }
+    const QByteArray bmp = blockData(ask(scope, ":DISP:DATA? bmp"));
+    ASSERT_TRUE(bmp.startsWith("BM"));
+    QImage image = QImage::fromData(bmp, "BMP");
+    EXPECT_EQ(image.size(), QSize(800, 480));
+    EXPECT_EQ(image.pixel(400, 10) & 0xFFFFFF, 0x808080u) << "the centre line";
+    EXPECT_GT(pixelsOf(image, ScreenImage::channelColour(0)), 800);
+    EXPECT_EQ(pixelsOf(image, ScreenImage::channelColour(1)) + pixelsOf(image, ScreenImage::traceColour(1)),
+              0);
     ask(scope, ":CHAN1:DISP OFF;:CHAN2:DISP ON;:CHAN4:DISP ON;:TRAC2:DISP ON;:POD1:DISP ON");
-    const QImage image = QImage::fromData(blockData(ask(scope, ":DISP:DATA?")), "PNG");
+    image = QImage::fromData(blockData(ask(scope, ":DISP:DATA? PNG")), "PNG");
     EXPECT_EQ(pixelsOf(image, ScreenImage::channelColour(0)), 0);
-    EXPECT_GT(pixelsOf(image, ScreenImage::channelColour(1)), 500);
-    EXPECT_GT(pixelsOf(image, ScreenImage::channelColour(3)), 500);
-    EXPECT_GT(pixelsOf(image, ScreenImage::traceColour(1)), 500);
+    for (const QRgb shown :
+         {ScreenImage::channelColour(1), ScreenImage::channelColour(3), ScreenImage::traceColour(1)})
+        EXPECT_GT(pixelsOf(image, shown), 500) << std::hex << shown;
     EXPECT_GT(pixelsOf(image, ScreenImage::podColour()), 800);
 }
 
