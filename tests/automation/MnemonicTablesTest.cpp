@@ -38,8 +38,10 @@ TEST(ScpiMnemonics, ShortFormsAndMatching) {
 namespace {
 
 // Every value goes out as its mnemonic and comes back from the instrument's reply (the short form
-// in capitals, or a number however formatted) as the same value; no two values share a reply.
-template <typename E> void expectRoundTrip(const MnemonicTable<E>& table) {
+// in capitals, or a number however formatted) as the same value; no two values share a reply, and
+// no value of the enumeration is missing.
+template <typename E> void expectRoundTrip(const MnemonicTable<E>& table, size_t published) {
+    EXPECT_EQ(table.Rows().size(), published) << table.Name();
     QSet<QString> replies;
     for (const auto& row : table.Rows()) {
         const QString mnemonic = table.Mnemonic(row.value);
@@ -60,55 +62,26 @@ template <typename E> void expectRoundTrip(const MnemonicTable<E>& table) {
 } // namespace
 
 TEST(MnemonicTables, EveryTableRoundTrips) {
-    expectRoundTrip(AcquisitionTavrel::TypeTable());
-    expectRoundTrip(AcquisitionTavrel::CountTable());
-    expectRoundTrip(AcquisitionTavrel::RunStateTable());
-    expectRoundTrip(AnalogChannelTavrel::CouplingTable());
-    expectRoundTrip(AnalogChannelTavrel::AttenuationTable());
-    expectRoundTrip(AnalogChannelTavrel::ProbeModeTable());
-    expectRoundTrip(LogicChannelTavrel::PodTable());
-    expectRoundTrip(MeasureTavrel::QuantityTable());
-    expectRoundTrip(TimebaseTavrel::ModeTable());
-    expectRoundTrip(TimebaseTavrel::ReferenceTable());
-    expectRoundTrip(TriggerTavrel::ModeTable());
-    expectRoundTrip(TriggerTavrel::SourceTable());
-    expectRoundTrip(TriggerTavrel::SlopeTable());
-    expectRoundTrip(TriggerTavrel::CouplingTable());
-    expectRoundTrip(WaveformTavrel::PointsTable());
-    expectRoundTrip(WaveformTavrel::SourceTable());
-    expectRoundTrip(OnOffTable());
-}
-
-TEST(MnemonicTables, TablesCoverTheirWholeEnumeration) {
-    const struct {
-        const char* name;
-        size_t rows;
-        size_t published;
-    } sizes[] = {
-        {"Tavrel_AcquisitionType", AcquisitionTavrel::TypeTable().Rows().size(), 6},
-        {"Tavrel_AcquisitionCount", AcquisitionTavrel::CountTable().Rows().size(), 8},
-        {"Tavrel_ProbeCoupling", AnalogChannelTavrel::CouplingTable().Rows().size(), 3},
-        {"Tavrel_ProbeAttenuation", AnalogChannelTavrel::AttenuationTable().Rows().size(), 4},
-        {"Tavrel_ProbeMode", AnalogChannelTavrel::ProbeModeTable().Rows().size(), 2},
-        {"Tavrel_LogicPods", LogicChannelTavrel::PodTable().Rows().size(), 2},
-        {"Tavrel_TimeMode", TimebaseTavrel::ModeTable().Rows().size(), 4},
-        {"Tavrel_TimeReference", TimebaseTavrel::ReferenceTable().Rows().size(), 3},
-        {"Tavrel_TriggerMode", TriggerTavrel::ModeTable().Rows().size(), 3},
-        {"Tavrel_TriggerSource", TriggerTavrel::SourceTable().Rows().size(), 22},
-        {"Tavrel_TriggerSlope", TriggerTavrel::SlopeTable().Rows().size(), 2},
-        {"Tavrel_TriggerCoupling", TriggerTavrel::CouplingTable().Rows().size(), 2},
-        {"Tavrel_WaveformPoints", WaveformTavrel::PointsTable().Rows().size(), 6},
-        {"Tavrel_AnalogChannels", WaveformTavrel::SourceTable().Rows().size(), 4},
-        {"Tavrel_OnOffState", OnOffTable().Rows().size(), 2},
-    };
-    for (const auto& s : sizes)
-        EXPECT_EQ(s.rows, s.published) << s.name;
-}
-
-TEST(MnemonicTables, OnOffAcceptsTheNumericReply) {
+    expectRoundTrip(AcquisitionTavrel::TypeTable(), 6);
+    expectRoundTrip(AcquisitionTavrel::CountTable(), 8);
+    expectRoundTrip(AcquisitionTavrel::RunStateTable(), 2);
+    expectRoundTrip(AnalogChannelTavrel::CouplingTable(), 3);
+    expectRoundTrip(AnalogChannelTavrel::AttenuationTable(), 4);
+    expectRoundTrip(AnalogChannelTavrel::ProbeModeTable(), 2);
+    expectRoundTrip(LogicChannelTavrel::PodTable(), 2);
+    expectRoundTrip(MeasureTavrel::QuantityTable(), 13);
+    expectRoundTrip(TimebaseTavrel::ModeTable(), 4);
+    expectRoundTrip(TimebaseTavrel::ReferenceTable(), 3);
+    expectRoundTrip(TriggerTavrel::ModeTable(), 3);
+    expectRoundTrip(TriggerTavrel::SourceTable(), 22);
+    expectRoundTrip(TriggerTavrel::SlopeTable(), 2);
+    expectRoundTrip(TriggerTavrel::CouplingTable(), 2);
+    expectRoundTrip(WaveformTavrel::PointsTable(), 6);
+    expectRoundTrip(WaveformTavrel::SourceTable(), 4);
+    expectRoundTrip(OnOffTable(), 2);
+    // The instrument may answer a state as a number.
     EXPECT_EQ(OnOffTable().FromReply(QStringLiteral("1")), Tavrel_On);
     EXPECT_EQ(OnOffTable().FromReply(QStringLiteral("0")), Tavrel_Off);
-    EXPECT_EQ(OnOffTable().Mnemonic(Tavrel_On), QStringLiteral("ON"));
 }
 
 TEST(MnemonicTables, TriggerSourcesFollowTheLogicBitNumbering) {
