@@ -1,7 +1,7 @@
-#include "control/TavrelError.h"
 #include "setups/CSetupFile.h"
 #include "setups/CSlateworkFile.h"
 #include "support/DiagnosticsCapture.h"
+#include "support/Errors.h"
 
 #include <QDir>
 #include <QFile>
@@ -37,15 +37,12 @@ QStringList entries(const QTemporaryDir& dir) {
 
 // The setup file error that f raised, checked for its number and title; its description.
 template <typename F> QString setupFileError(F&& f) {
-    try {
-        f();
-    } catch (const TavrelError& e) {
-        EXPECT_EQ(static_cast<quint32>(e.number()), 0x8004793Du);
-        EXPECT_EQ(e.source(), QStringLiteral("Open Setup File"));
-        EXPECT_EQ(e.helpFile(), kComponentHelpFile);
-        return e.description();
-    }
-    return QStringLiteral("<nothing raised>");
+    const std::optional<TavrelError> e = ErrorOf(std::forward<F>(f));
+    if (!e) return QStringLiteral("<nothing raised>");
+    EXPECT_EQ(static_cast<quint32>(e->number()), 0x8004793Du);
+    EXPECT_EQ(e->source(), QStringLiteral("Open Setup File"));
+    EXPECT_EQ(e->helpFile(), kComponentHelpFile);
+    return e->description();
 }
 
 // An .scp file: the fields after the header length, whose consistent value is found by trying
@@ -59,7 +56,8 @@ QByteArray scp(const QList<QByteArray>& fields, const QByteArray& bytes, QByteAr
     return headerLength + '|' + rest + bytes;
 }
 
-// The example's fields with one of them changed (0 is the file type, 11 the byte count).
+// The example's fields with one of them changed (0 is the file type, 2 the model, 6 the comments,
+// 11 the byte count).
 QList<QByteArray> exampleWith(int index = -1, const QByteArray& value = {}) {
     QList<QByteArray> fields{"scp", "1",       "TV100A", "Corvane Technologies",
                              "",    "A.01.02", "note",   "TRX Standard Setup File, Version: 1",
@@ -88,74 +86,60 @@ QByteArray stp(const QByteArray& rest) {
 
 } // namespace
 
-TEST(CSetupFile, WritesTheExampleByteForByteOverALongerFile) {
+TEST(CSetupFile, WritesByteForByteOverALongerFileAndReadsBack) {
     QTemporaryDir dir;
-    const QString path = writeBytes(dir, QStringLiteral("a.scp"), QByteArray(100000, 'x'));
-    exampleSetup().WriteFile(path);
-    EXPECT_EQ(kExampleHeader.size(), 92);
-    EXPECT_EQ(readBytes(path), kExampleHeader + kFiveBytes);
-    EXPECT_EQ(entries(dir), QStringList{QStringLiteral("a.scp")});
-}
-
-TEST(CSetupFile, HeaderLengthCountsItsOwnDigitsAcrossPowersOfTen) {
-    // Without comments the example has 86 characters besides the header length's digits.
-    const struct {
-        int commentsLength, headerLength;
-    } cases[] = {{0, 88}, {11, 99}, {12, 101}, {13, 102}, {910, 999}, {911, 1001}, {912, 1002}};
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("a.scp"));
-    for (const auto& c : cases) {
-        CSetupFile file = exampleSetup();
-        file.SetComments(QString(c.commentsLength, u'c'));
+    CSetupFile read;
+    const auto written = [&](CSetupFile file) {
+        const QString path = writeBytes(dir, QStringLiteral("a.scp"), QByteArray(100000, 'x'));
         file.WriteFile(path);
-        EXPECT_EQ(readBytes(path), scp(exampleWith(6, QByteArray(c.commentsLength, 'c')), kFiveBytes,
-                                       QByteArray::number(c.headerLength)));
-    }
-}
+        EXPECT_EQ(entries(dir), QStringList{QStringLiteral("a.scp")});
+        read.ReadFile(path);
+        return readBytes(path);
+    };
+    EXPECT_EQ(kExampleHeader.size(), 92);
+    EXPECT_EQ(written(exampleSetup()), kExampleHeader + kFiveBytes);
 
-TEST(CSetupFile, LearnStringsRoundTripAndShortOnesReadBackEmpty) {
+    // Without comments the example has 86 characters besides the header length's digits.
+    for (const auto& [comments, headerLength] : std::initializer_list<std::pair<int, int>>{
+             {0, 88}, {11, 99}, {12, 101}, {13, 102}, {910, 999}, {911, 1001}, {912, 1002}}) {
+        CSetupFile file = exampleSetup();
+        file.SetComments(QString(comments, u'c'));
+        EXPECT_EQ(written(file), scp(exampleWith(6, QByteArray(comments, 'c')), kFiveBytes,
+                                     QByteArray::number(headerLength)));
+        EXPECT_EQ(read.Comments(), QString(comments, u'c'));
+    }
+
     QByteArray everyByte("|\n\r\r\n", 5);
     for (int b = 0; b < 256; ++b)
         everyByte.append(static_cast<char>(b));
     const struct {
         QVariant learnString;
-        QByteArray count;
-        bool readsBackEmpty;
-    } cases[] = {{QVariant(), "0", true},
-                 {QVariant(QByteArray()), "0", true},
-                 {QVariant(QByteArray("Z")), "1", true},
-                 {QVariant(QByteArray("ZY")), "2", false},
-                 {QVariant(everyByte), QByteArray::number(everyByte.size()), false}};
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("a.scp"));
-    for (const auto& c : cases) {
-        exampleSetup(c.learnString).WriteFile(path);
-        EXPECT_EQ(readBytes(path), scp(exampleWith(11, c.count), c.learnString.toByteArray()))
-            << c.count.data();
-        CSetupFile read;
-        read.ReadFile(path);
-        EXPECT_EQ(read.LearnString().isValid(), !c.readsBackEmpty) << c.count.data();
+        bool readsBackEmpty; // under two bytes
+    } learnStrings[] = {{QVariant(), true},
+                        {QByteArray(), true},
+                        {QByteArray("Z"), true},
+                        {QByteArray("ZY"), false},
+                        {everyByte, false}};
+    for (const auto& c : learnStrings) {
+        const QByteArray bytes = c.learnString.toByteArray();
+        EXPECT_EQ(written(exampleSetup(c.learnString)),
+                  scp(exampleWith(11, QByteArray::number(bytes.size())), bytes));
+        EXPECT_EQ(read.LearnString().isValid(), !c.readsBackEmpty) << bytes.size();
         if (!c.readsBackEmpty) {
             EXPECT_EQ(read.LearnString().metaType(), QMetaType::fromType<QByteArray>());
-            EXPECT_EQ(read.LearnString().toByteArray(), c.learnString.toByteArray());
+            EXPECT_EQ(read.LearnString().toByteArray(), bytes);
         }
         EXPECT_EQ(read.Version(), QStringLiteral("A.01.02"));
     }
-}
 
-TEST(CSetupFile, HeaderTextIsOneByteACharacter) {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("a.scp"));
+    // One byte a character; beyond Latin-1 written as "?".
     CSetupFile file = exampleSetup();
     file.SetComments(QStringLiteral("Grüße"));
-    file.SetModel(QStringLiteral("TV\u03A9")); // beyond Latin-1: written as "?"
-    file.WriteFile(path);
+    file.SetModel(QStringLiteral("TV\u03A9"));
     QList<QByteArray> fields = exampleWith(2, "TV?");
     fields[6] = "Gr\xFC\xDF"
                 "e";
-    EXPECT_EQ(readBytes(path), scp(fields, kFiveBytes));
-    CSetupFile read;
-    read.ReadFile(path);
+    EXPECT_EQ(written(file), scp(fields, kFiveBytes));
     EXPECT_EQ(read.Comments(), QStringLiteral("Grüße"));
 }
 
@@ -171,48 +155,88 @@ TEST(CSetupFile, ReadKeepsCompanyAndExtraFieldsAndIgnoresTrailingBytes) {
     EXPECT_EQ(fields.join(u'|'), QStringLiteral("M|Other Co|e1|V||e2|e3|e4|abc"));
 }
 
-TEST(CSetupFile, RefusesDamagedAndHostileFiles) {
+// Each format refuses a damaged or hostile file: the error, a report naming the procedure, nothing
+// read; and compatibility is decided by the type (and .scp format version) alone.
+TEST(SetupFiles, RefuseDamagedAndHostileFiles) {
     const QByteArray example = kExampleHeader + kFiveBytes;
     const struct {
         const char* name;
         QByteArray content;
         const QString& description;
         const char* procedure;
-    } cases[] = {
-        {"wrong type", scp(exampleWith(0, "scq"), kFiveBytes), kSaveError, "ReadFileTypeAndVersion"},
-        {"format version 2", scp(exampleWith(1, "2"), kFiveBytes), kSaveError, "ReadFileTypeAndVersion"},
-        {"type longer than scp", scp(exampleWith(0, "scpx"), kFiveBytes), kLoadError, "ReadField"},
-        {"empty file", "", kLoadError, "ReadField"},
-        {"no bar at all", "92scp1TV100A", kLoadError, "ReadField"},
-        {"cut inside the header", example.left(40), kLoadError, "ReadField"},
-        {"cut before the last bar", example.left(91), kLoadError, "ReadField"},
-        {"header length too large", scp(exampleWith(), kFiveBytes, "93"), kLoadError, "ReadFile"},
-        {"header length too small", scp(exampleWith(), kFiveBytes, "91"), kLoadError, "ReadFile"},
-        {"header length not a number", scp(exampleWith(), kFiveBytes, "ninety"), kLoadError, "ReadFile"},
-        {"header length absurd", scp(exampleWith(), kFiveBytes, QByteArray(40, '9')), kLoadError, "ReadFile"},
-        {"negative count", scp(exampleWith(11, "-5"), kFiveBytes), kLoadError, "ReadFile"},
-        {"count not a number", scp(exampleWith(11, "5x"), kFiveBytes), kLoadError, "ReadFile"},
-        {"count one more than the file holds", scp(exampleWith(11, "6"), kFiveBytes), kLoadError, "ReadFile"},
-        {"count far beyond the file", scp(exampleWith(11, "999999999999"), kFiveBytes), kLoadError,
-         "ReadFile"},
-        {"field over 4096 characters", scp(exampleWith(2, QByteArray(4097, 'm')), ""), kLoadError,
-         "ReadField"},
-        {"megabyte without a bar", "92|scp|1|" + QByteArray(1 << 20, 'x'), kLoadError, "ReadField"},
-    };
+        const char* location = nullptr;
+    } scpCases[] =
+        {
+            {"wrong type", scp(exampleWith(0, "scq"), kFiveBytes), kSaveError, "ReadFileTypeAndVersion"},
+            {"format version 2", scp(exampleWith(1, "2"), kFiveBytes), kSaveError, "ReadFileTypeAndVersion"},
+            {"type longer than scp", scp(exampleWith(0, "scpx"), kFiveBytes), kLoadError, "ReadField"},
+            {"empty file", "", kLoadError, "ReadField"},
+            {"no bar at all", "92scp1TV100A", kLoadError, "ReadField"},
+            {"cut inside the header", example.left(40), kLoadError, "ReadField"},
+            {"cut before the last bar", example.left(91), kLoadError, "ReadField"},
+            {"header length too large", scp(exampleWith(), kFiveBytes, "93"), kLoadError, "ReadFile"},
+            {"header length too small", scp(exampleWith(), kFiveBytes, "91"), kLoadError, "ReadFile"},
+            {"header length not a number", scp(exampleWith(), kFiveBytes, "ninety"), kLoadError, "ReadFile"},
+            {"header length absurd", scp(exampleWith(), kFiveBytes, QByteArray(40, '9')), kLoadError,
+             "ReadFile"},
+            {"negative count", scp(exampleWith(11, "-5"), kFiveBytes), kLoadError, "ReadFile"},
+            {"count not a number", scp(exampleWith(11, "5x"), kFiveBytes), kLoadError, "ReadFile"},
+            {"count one more than the file holds", scp(exampleWith(11, "6"), kFiveBytes), kLoadError,
+             "ReadFile"},
+            {"count far beyond the file", scp(exampleWith(11, "999999999999"), kFiveBytes), kLoadError,
+             "ReadFile"},
+            {"field over 4096 characters", scp(exampleWith(2, QByteArray(4097, 'm')), ""), kLoadError,
+             "ReadField"},
+            {"megabyte without a bar", "92|scp|1|" + QByteArray(1 << 20, 'x'), kLoadError, "ReadField"},
+        },
+      stpCases[] = {
+          {"ROM version of 2", stp("STP10", "1", "n", "VELM", ":SYSTEM:SETUP ab"), kSaveError, "ReadField",
+           "Case Else"},
+          {"ROM version of 5", stp("STP1.000", "1", "n", "VELM", ":SYSTEM:SETUP ab"), kSaveError, "ReadField",
+           "Case Else"},
+          {"ROM version with a carriage return", stp("STP1.00\r", "1", "n", "VELM", ""), kSaveError,
+           "ReadField", "Case Else"},
+          {"other type", stp("STQ1.00", "1", "n", "VELM", ""), kSaveError, "ReadFileTypeAndROMVersion"},
+          {"empty file", "", kLoadError, "ReadField"},
+          {"no line feed", "STP1.00", kLoadError, "ReadField"},
+          {"first line of a megabyte", QByteArray(1 << 20, 'S'), kLoadError, "ReadField"},
+          {"comments over 4096 characters", stp("STP1.00", "1", QByteArray(4097, 'c'), "VELM", ""),
+           kLoadError, "ReadField"},
+          {"cut after the comments", "STP1.00\n1\nnote\nVELM", kLoadError, "ReadField"},
+          {"number not a number", stp("STP1.00", "twelve", "n", "VELM", ":SYSTEM:SETUP ab"), kLoadError,
+           "ReadFile"},
+          {"number over 32 bits", stp("STP1.00", "2147483648", "n", "VELM", ":SYSTEM:SETUP ab"), kLoadError,
+           "ReadFile"},
+          {"other command", stp(":SYSTEM:SETUX ab"), kLoadError, "ReadFile"},
+          {"command without its blank", stp(":SYSTEM:SETUP"), kLoadError, "ReadFile"},
+      };
     QTemporaryDir dir;
-    for (const auto& c : cases) {
-        const QString path = writeBytes(dir, QStringLiteral("bad.scp"), c.content);
+    const auto check = [&](auto& file, const char* fileName, const auto& c, std::optional<bool> compatible) {
+        const QString path = writeBytes(dir, QStringLiteral("bad"), c.content);
         DiagnosticsCapture capture;
-        CSetupFile file;
         EXPECT_EQ(setupFileError([&] { file.ReadFile(path); }), c.description) << c.name;
-        EXPECT_TRUE(capture.hasReportWith(
-            {"Assertion: false", "File: CSetupFile", QStringLiteral("Function: ") + c.procedure}))
-            << c.name << '\n'
-            << capture.reports.join(u'\n').toStdString();
-        // A refused file changes nothing.
-        EXPECT_TRUE(file.Model().isEmpty() && file.CompanyName() == QStringLiteral("Corvane Technologies") &&
-                    !file.LearnString().isValid())
+        QStringList lines{"Assertion: false", QStringLiteral("File: ") + fileName,
+                          QStringLiteral("Function: ") + c.procedure};
+        if (c.location) lines << QStringLiteral("Location: ") + c.location;
+        EXPECT_TRUE(capture.hasReportWith(lines)) << c.name << '\n'
+                                                  << capture.reports.join(u'\n').toStdString();
+        EXPECT_TRUE(file.Model().isEmpty() && file.Version().isEmpty() && !file.LearnString().isValid() &&
+                    file.CompanyName() == QStringLiteral("Corvane Technologies"))
             << c.name;
+        if (compatible) {
+            EXPECT_EQ(file.IsACompatibleFile(path), *compatible) << c.name;
+        }
+    };
+    for (const auto& c : scpCases) {
+        CSetupFile file;
+        // A wrong type or format version, or no type at all, is no .scp file.
+        check(file, "CSetupFile", c,
+              c.description == kSaveError || c.content.isEmpty() ? std::optional(false) : std::nullopt);
+    }
+    for (const auto& c : stpCases) {
+        CSlateworkFile file;
+        // The type line alone decides.
+        check(file, "CSlateworkFile", c, c.content.startsWith("STP1.00\n"));
     }
     CSetupFile file;
     EXPECT_EQ(setupFileError([&] { file.ReadFile(dir.filePath(QStringLiteral("missing.scp"))); }),
@@ -228,22 +252,16 @@ TEST(SetupFiles, IsACompatibleFileOnlyAnswers) {
         {"example", kExampleHeader + kFiveBytes, true, false},
         {"upper-case scp type", scp(exampleWith(0, "SCP"), kFiveBytes), true, false},
         {"scp with line feeds", kExampleHeader + "\n\n\n\n", true, false},
-        {"scp of another type", scp(exampleWith(0, "scq"), kFiveBytes), false, false},
-        {"scp of format version 2", scp(exampleWith(1, "2"), kFiveBytes), false, false},
         {"scp cut inside the version", "92|scp|1", false, false},
         {"stp", stp(":SYSTEM:SETUP ab"), false, true},
-        {"stp of another type", stp("STQ1.00", "1", "n", "VELM", ""), false, false},
         {"missing file", std::nullopt, false, false},
-        {"empty file", QByteArray(), false, false},
     };
     QTemporaryDir dir;
     for (const auto& c : cases) {
         const QString path = dir.filePath(QString::fromLatin1(c.name));
         if (c.content) writeBytes(dir, QString::fromLatin1(c.name), *c.content);
-        CSetupFile scpFile;
-        CSlateworkFile stpFile;
-        EXPECT_NO_THROW(EXPECT_EQ(scpFile.IsACompatibleFile(path), c.scp) << c.name);
-        EXPECT_NO_THROW(EXPECT_EQ(stpFile.IsACompatibleFile(path), c.stp) << c.name);
+        EXPECT_NO_THROW(EXPECT_EQ(CSetupFile().IsACompatibleFile(path), c.scp) << c.name);
+        EXPECT_NO_THROW(EXPECT_EQ(CSlateworkFile().IsACompatibleFile(path), c.stp) << c.name);
         EXPECT_EQ(QFile::exists(path), c.content.has_value()) << c.name;
     }
     EXPECT_FALSE(CSetupFile().IsACompatibleFile(dir.path()));
@@ -271,20 +289,36 @@ TEST(CSetupFile, FailedSaveLeavesThePreviousFile) {
     EXPECT_EQ(entries(dir), QStringList{QStringLiteral("a.scp")});
 }
 
-TEST(CSetupFile, SaveThatCannotStartIsReported) {
+TEST(SetupFiles, RefusedAndImpossibleSavesTouchNoFile) {
     QTemporaryDir dir;
-    const std::pair<QVariant, QString> cases[] = {
-        {kFiveBytes, dir.filePath(QStringLiteral("no/such/a.scp"))},
-        {kFiveBytes, dir.path()},
-        {QVariant(42), dir.filePath(QStringLiteral("b.scp"))}, // a learn string must be bytes
+    const QString existing = writeBytes(dir, QStringLiteral("a.stp"), stp(":SYSTEM:SETUP ab"));
+    const struct {
+        const char* file;
+        QVariant learnString;
+        QString path;
+    } cases[] = {
+        {"CSetupFile", kFiveBytes, dir.filePath(QStringLiteral("no/such/a.scp"))},
+        {"CSetupFile", kFiveBytes, dir.path()},
+        {"CSetupFile", 42, dir.filePath(QStringLiteral("b.scp"))}, // a learn string must be bytes
+        {"CSlateworkFile", kFiveBytes, existing},                  // .stp is never written
+        {"CSlateworkFile", kFiveBytes, dir.filePath(QStringLiteral("new.stp"))},
     };
-    for (const auto& [learnString, path] : cases) {
+    for (const auto& c : cases) {
         DiagnosticsCapture capture;
-        EXPECT_EQ(setupFileError([&] { exampleSetup(learnString).WriteFile(path); }), kSaveError);
-        EXPECT_TRUE(capture.hasReportWith(
-            {"Assertion: false", "File: CSetupFile", "Function: WriteFile", "Location: ErrorHandler"}));
+        CSlateworkFile slatework;
+        slatework.ReadFile(existing);
+        const bool scp = c.file == QLatin1String("CSetupFile");
+        EXPECT_EQ(setupFileError([&] {
+                      scp ? exampleSetup(c.learnString).WriteFile(c.path) : slatework.WriteFile(c.path);
+                  }),
+                  kSaveError)
+            << c.path.toStdString();
+        QStringList lines{"Assertion: false", QStringLiteral("File: ") + c.file, "Function: WriteFile"};
+        if (scp) lines << QStringLiteral("Location: ErrorHandler");
+        EXPECT_TRUE(capture.hasReportWith(lines)) << c.path.toStdString();
     }
-    EXPECT_TRUE(entries(dir).isEmpty());
+    EXPECT_EQ(readBytes(existing), stp(":SYSTEM:SETUP ab"));
+    EXPECT_EQ(entries(dir), QStringList{QStringLiteral("a.stp")});
 }
 
 TEST(SetupFiles, NothingStaysOpenAfterAnyOperation) {
@@ -348,72 +382,9 @@ TEST(CSlateworkFile, ReadsItsFourLinesAndTheBlockAfterTheCommand) {
         CSlateworkFile file;
         file.SetExtraField1(QStringLiteral("stale"));
         ASSERT_NO_THROW(file.ReadFile(writeBytes(dir, QStringLiteral("a.stp"), c.content))) << c.name;
-        EXPECT_EQ(file.Model(), QString::fromLatin1(c.model)) << c.name;
-        EXPECT_EQ(file.CompanyName(), QString::fromLatin1(c.company)) << c.name;
-        EXPECT_EQ(file.Comments(), QString::fromLatin1(c.comments)) << c.name;
-        EXPECT_EQ(file.Version(), QStringLiteral("X.XX.XX")) << c.name;
-        EXPECT_EQ(file.ExtraField1(), QString()) << c.name;
+        const QStringList fields{file.Model(), file.CompanyName(), file.Comments(), file.Version(),
+                                 file.ExtraField1()};
+        EXPECT_EQ(fields, (QStringList{c.model, c.company, c.comments, "X.XX.XX", ""})) << c.name;
         EXPECT_EQ(file.LearnString(), c.learnString ? QVariant(*c.learnString) : QVariant()) << c.name;
     }
-}
-
-TEST(CSlateworkFile, RefusesDamagedAndHostileFiles) {
-    const struct {
-        const char* name;
-        QByteArray content;
-        const QString& description;
-        const char* procedure;
-        const char* location;
-    } cases[] = {
-        {"ROM version of 2", stp("STP10", "1", "n", "VELM", ":SYSTEM:SETUP ab"), kSaveError, "ReadField",
-         "Case Else"},
-        {"ROM version of 5", stp("STP1.000", "1", "n", "VELM", ":SYSTEM:SETUP ab"), kSaveError, "ReadField",
-         "Case Else"},
-        {"ROM version with a carriage return", stp("STP1.00\r", "1", "n", "VELM", ""), kSaveError,
-         "ReadField", "Case Else"},
-        {"other type", stp("STQ1.00", "1", "n", "VELM", ""), kSaveError, "ReadFileTypeAndROMVersion",
-         nullptr},
-        {"empty file", "", kLoadError, "ReadField", nullptr},
-        {"no line feed", "STP1.00", kLoadError, "ReadField", nullptr},
-        {"first line of a megabyte", QByteArray(1 << 20, 'S'), kLoadError, "ReadField", nullptr},
-        {"comments over 4096 characters", stp("STP1.00", "1", QByteArray(4097, 'c'), "VELM", ""), kLoadError,
-         "ReadField", nullptr},
-        {"cut after the comments", "STP1.00\n1\nnote\nVELM", kLoadError, "ReadField", nullptr},
-        {"number not a number", stp("STP1.00", "twelve", "n", "VELM", ":SYSTEM:SETUP ab"), kLoadError,
-         "ReadFile", nullptr},
-        {"number over 32 bits", stp("STP1.00", "2147483648", "n", "VELM", ":SYSTEM:SETUP ab"), kLoadError,
-         "ReadFile", nullptr},
-        {"other command", stp(":SYSTEM:SETUX ab"), kLoadError, "ReadFile", nullptr},
-        {"command without its blank", stp(":SYSTEM:SETUP"), kLoadError, "ReadFile", nullptr},
-    };
-    QTemporaryDir dir;
-    for (const auto& c : cases) {
-        const QString path = writeBytes(dir, QStringLiteral("bad.stp"), c.content);
-        CSlateworkFile file;
-        DiagnosticsCapture capture;
-        EXPECT_EQ(setupFileError([&] { file.ReadFile(path); }), c.description) << c.name;
-        QStringList lines{"Assertion: false", "File: CSlateworkFile",
-                          QStringLiteral("Function: ") + c.procedure};
-        if (c.location) lines << QStringLiteral("Location: ") + c.location;
-        EXPECT_TRUE(capture.hasReportWith(lines)) << c.name << '\n'
-                                                  << capture.reports.join(u'\n').toStdString();
-        EXPECT_TRUE(file.Model().isEmpty() && file.Version().isEmpty()) << c.name;
-        // The type line alone decides compatibility.
-        EXPECT_EQ(file.IsACompatibleFile(path), c.content.startsWith("STP1.00\n")) << c.name;
-    }
-}
-
-TEST(CSlateworkFile, WritingIsRefusedAndTouchesNoFile) {
-    QTemporaryDir dir;
-    const QString existing = writeBytes(dir, QStringLiteral("a.stp"), stp(":SYSTEM:SETUP ab"));
-    CSlateworkFile file;
-    file.ReadFile(existing);
-    for (const QString& path : {existing, dir.filePath(QStringLiteral("new.stp"))}) {
-        DiagnosticsCapture capture;
-        EXPECT_EQ(setupFileError([&] { file.WriteFile(path); }), kSaveError);
-        EXPECT_TRUE(
-            capture.hasReportWith({"Assertion: false", "File: CSlateworkFile", "Function: WriteFile"}));
-    }
-    EXPECT_EQ(readBytes(existing), stp(":SYSTEM:SETUP ab"));
-    EXPECT_EQ(entries(dir), QStringList{QStringLiteral("a.stp")});
 }
