@@ -12,12 +12,8 @@ const QString kVersion = QStringLiteral("A.01.02");
 constexpr quint32 kInvalidValue = 0x8004017Cu;
 
 QStringList fields(const SetupTavrelScope& s) {
-    return {s.Name(),
-            s.Comments(),
-            QString::fromLatin1(s.LearnString().toByteArray().toHex()),
-            s.LearnString().isValid() ? QStringLiteral("bytes") : QStringLiteral("Empty"),
-            s.Model(),
-            s.Version()};
+    const QString bytes = s.LearnString().isValid() ? s.LearnString().toByteArray().toHex() : "Empty";
+    return {s.Name(), s.Comments(), bytes, s.Model(), s.Version()};
 }
 
 } // namespace
@@ -27,17 +23,15 @@ TEST(Setup, NameAndCommentsAreCheckedAsGivenAndTrimmedOfBlanks) {
         bool name;
         const char* value;
         const char* stored; // null: refused, the old value stays
-    } cases[] = {
-        {true, "Setup2", "Setup2"},        {true, "", nullptr},    {true, "a b", nullptr},
-        {true, " Setup2", nullptr},        {true, "a|b", nullptr}, {true, "\tTab", "\tTab"},
-        {false, "  note  ", "note"},       {false, "", ""},        {false, "a|b", nullptr},
-        {false, "two words", "two words"},
-    };
+    } cases[] = {{true, "Setup2", "Setup2"},       {true, "", nullptr},    {true, "a b", nullptr},
+                 {true, " Setup2", nullptr},       {true, "a|b", nullptr}, {true, "\tTab", "\tTab"},
+                 {false, "  note  ", "note"},      {false, "", ""},        {false, "a|b", nullptr},
+                 {false, "two words", "two words"}};
     for (const auto& c : cases) {
         SetupTavrelScope setup;
         setup.SetComments(QStringLiteral("old"));
         const QString value = QString::fromUtf8(c.value);
-        const auto e = errorOf([&] { c.name ? setup.SetName(value) : setup.SetComments(value); });
+        const auto e = ErrorOf([&] { c.name ? setup.SetName(value) : setup.SetComments(value); });
         const QString now = c.name ? setup.Name() : setup.Comments();
         if (c.stored) {
             EXPECT_FALSE(e) << c.value;
@@ -53,18 +47,16 @@ TEST(Setup, CompatibilityNeedsTheModelAndTheVersionOrTheWildcard) {
     const struct {
         const char *model, *version, *askModel, *askVersion;
         bool compatible;
-    } cases[] = {
-        {"TV100A", "A.01.02", "tv100a", "a.01.02", true},
-        {"TV100A", "A.01.02", "TV100A", "A.01.03", false},
-        {"TV100A", "A.01.02", "TV200B", "A.01.02", false},
-        {"TV100A", "A.01.02", "TV100A ", "A.01.02", false},
-        {"TV100A", "A.01.02", "", "", false},
-        {"TV100A", "x.xx.xx", "tv100a", "B.99.00", true},
-        {"TV100A", "X.XX.XX", "TV200B", "A.01.02", false},
-        {"TV100A", "A.01.02", "TV100A", "X.XX.XX", false},
-        {"", "A.01.02", "", "A.01.02", false},
-        {"TV100A", "", "TV100A", "", false},
-    };
+    } cases[] = {{"TV100A", "A.01.02", "tv100a", "a.01.02", true},
+                 {"TV100A", "A.01.02", "TV100A", "A.01.03", false},
+                 {"TV100A", "A.01.02", "TV200B", "A.01.02", false},
+                 {"TV100A", "A.01.02", "TV100A ", "A.01.02", false},
+                 {"TV100A", "A.01.02", "", "", false},
+                 {"TV100A", "x.xx.xx", "tv100a", "B.99.00", true},
+                 {"TV100A", "X.XX.XX", "TV200B", "A.01.02", false},
+                 {"TV100A", "A.01.02", "TV100A", "X.XX.XX", false},
+                 {"", "A.01.02", "", "A.01.02", false},
+                 {"TV100A", "", "TV100A", "", false}};
     for (const auto& c : cases) {
         SetupTavrelScope setup;
         fillSetup(setup, QStringLiteral("S"), QLatin1String(c.model), QLatin1String(c.version));
@@ -94,7 +86,7 @@ TEST(Setup, PropertiesUseTheIndexedKeysAndKeepTheBytes) {
     // Only bytes are a learn string, although the store takes anything where the default is Empty.
     MemoryPropertyBag text(QStringLiteral("doc.json"));
     text.set(QStringLiteral("4LearnString"), QStringLiteral("#3abc"));
-    const auto e = errorOf([&] { restored.ReadProperties(text, 4); });
+    const auto e = ErrorOf([&] { restored.ReadProperties(text, 4); });
     expectError(e, kInvalidValue);
     EXPECT_TRUE(e && e->description().contains(QStringLiteral("doc.json")) &&
                 e->description().contains("4LearnString"));
@@ -112,80 +104,47 @@ TEST(Setup, CopyTakesEverythingButTheParentThroughTheChecks) {
 
     SetupTavrelScope badName; // stored names are not checked, copied ones are
     fillSetup(badName, QStringLiteral("a b"), kModel, kVersion);
-    expectError(errorOf([&] { target.Copy(&badName); }), kInvalidValue);
+    expectError(ErrorOf([&] { target.Copy(&badName); }), kInvalidValue);
     EXPECT_EQ(target.Name(), QStringLiteral("Source"));
 
-    expectError(errorOf([&] { target.Copy(nullptr); }), 91);
+    expectError(ErrorOf([&] { target.Copy(nullptr); }), 91);
     EXPECT_TRUE(capture.hasReportWith({QStringLiteral("Assertion: (Not (setupSource Is Nothing))"),
                                        QStringLiteral("File: Setup"), QStringLiteral("Function: Copy")}));
 }
 
-TEST(Setup, SavesScpWhateverTheExtensionAndLoadsKeepingTheName) {
-    QTemporaryDir dir;
-    SetupTavrelScope saved;
-    fillSetup(saved, QStringLiteral("Saved"), kModel, kVersion, allByteValues(),
-              QStringLiteral("bench note"));
-    const QString path = dir.filePath(QStringLiteral("a.stp"));
-    saved.SaveToFile(path);
-    const QByteArray content = fileBytes(path);
-    EXPECT_TRUE(content.contains("|scp|1|TV100A|Corvane Technologies||A.01.02|bench note|"));
-    EXPECT_TRUE(content.endsWith("|256|" + allByteValues()));
-    EXPECT_FALSE(content.contains("Saved"));
-
-    SetupTavrelScope loaded;
-    fillSetup(loaded, QStringLiteral("Mine"), QStringLiteral("TV200B"), QStringLiteral("B.00.01"),
-              QByteArray("#11x"), QStringLiteral("old"));
-    loaded.ReadFromFile(path);
-    saved.SetName(QStringLiteral("Mine"));
-    EXPECT_EQ(fields(loaded), fields(saved));
-}
-
-TEST(Setup, LoadsSlateworkFilesWithTheWildcardVersion) {
-    QTemporaryDir dir;
-    const QByteArray block("#13\x00\x0A\xFF", 6);
-    const QString path = writeFile(dir.filePath(QStringLiteral("x.stp")),
-                                   "STP1.00\n123\n  from slatework  \nVELTV200B\n:SYSTEM:SETUP " + block);
-    SetupTavrelScope setup;
-    setup.ReadFromFile(path);
-    EXPECT_EQ(fields(setup), (QStringList{"Setup1", "from slatework", QString::fromLatin1(block.toHex()),
-                                          "bytes", "TV200B", "X.XX.XX"}));
-    // A "|" could never be saved as .scp again, where it ends a field.
-    writeFile(path, "STP1.00\n123\na|b\nVELTV200B\n:SYSTEM:SETUP #11x");
-    expectError(errorOf([&] { setup.ReadFromFile(path); }), kInvalidValue);
-    EXPECT_EQ(setup.Comments(), QStringLiteral("from slatework"));
-}
-
 TEST(Setup, RefusedFilesChangeNothing) {
     QTemporaryDir dir;
+    const auto path = [&](const char* name) { return dir.filePath(QLatin1String(name)); };
     SetupTavrelScope good;
     fillSetup(good, QStringLiteral("S"), kModel, kVersion, allByteValues());
-    good.SaveToFile(dir.filePath(QStringLiteral("good.scp")));
+    good.SaveToFile(path("good.scp"));
+    const QString notSetup = "The selected file is not a setup file.",
+                  loadError = "Error while loading from file.", invalid = "Invalid property value.";
     const struct {
         QString path;
         quint32 number;
-        const char* description;
+        const QString& description;
+        const char* source = "Open Setup File";
     } cases[] = {
-        {writeFile(dir.filePath(QStringLiteral("text.scp")), "just some text"), 0x80040141u,
-         "The selected file is not a setup file."},
-        {writeFile(dir.filePath(QStringLiteral("v2.scp")), "30|scp|2|"), 0x80040141u,
-         "The selected file is not a setup file."},
-        {dir.filePath(QStringLiteral("missing.scp")), 0x80040141u, "The selected file is not a setup file."},
-        {dir.path(), 0x80040141u, "The selected file is not a setup file."},
+        {writeFile(path("text.scp"), "just some text"), 0x80040141u, notSetup},
+        {writeFile(path("v2.scp"), "30|scp|2|"), 0x80040141u, notSetup},
+        {path("missing.scp"), 0x80040141u, notSetup},
+        {dir.path(), 0x80040141u, notSetup},
         // Taken for .scp by its first fields, then cut inside the header.
-        {writeFile(dir.filePath(QStringLiteral("cut.scp")),
-                   fileBytes(dir.filePath(QStringLiteral("good.scp"))).left(30)),
-         0x8004793Du, "Error while loading from file."},
-        {writeFile(dir.filePath(QStringLiteral("nocmd.stp")), "STP1.00\n1\nc\nVELTV100A\n#3"), 0x8004793Du,
-         "Error while loading from file."},
+        {writeFile(path("cut.scp"), fileBytes(path("good.scp")).left(30)), 0x8004793Du, loadError},
+        {writeFile(path("nocmd.stp"), "STP1.00\n1\nc\nVELTV100A\n#3"), 0x8004793Du, loadError},
+        // A "|" could never be saved as .scp again, where it ends a field.
+        {writeFile(path("bar.stp"), "STP1.00\n123\na|b\nVELTV200B\n:SYSTEM:SETUP #11x"), kInvalidValue,
+         invalid, "Tavrel Scope Control"},
     };
     for (const auto& c : cases) {
         DiagnosticsCapture capture;
         SetupTavrelScope setup;
         fillSetup(setup, QStringLiteral("Kept"), kModel, kVersion, allByteValues(), QStringLiteral("c"));
         const QStringList before = fields(setup);
-        const auto e = errorOf([&] { setup.ReadFromFile(c.path); });
-        expectError(e, c.number, QLatin1String(c.description));
-        EXPECT_EQ(e->source(), QStringLiteral("Open Setup File"));
+        const auto e = ErrorOf([&] { setup.ReadFromFile(c.path); });
+        expectError(e, c.number, c.description);
+        EXPECT_EQ(e->source(), QLatin1String(c.source));
         EXPECT_EQ(fields(setup), before) << c.path.toStdString();
         if (c.number == 0x80040141u) {
             EXPECT_TRUE(

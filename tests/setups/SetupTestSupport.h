@@ -1,23 +1,12 @@
 #pragma once
 
-#include "control/TavrelError.h"
 #include "hosting/MemoryPropertyBag.h"
 #include "setups/SetupTavrelScope.h"
+#include "support/Errors.h"
 
 #include <QFile>
 #include <QString>
 #include <gtest/gtest.h>
-#include <optional>
-
-// The component error a call raised, if any.
-template <typename F> std::optional<TavrelError> errorOf(F&& f) {
-    try {
-        f();
-    } catch (const TavrelError& e) {
-        return e;
-    }
-    return std::nullopt;
-}
 
 inline void expectError(const std::optional<TavrelError>& e, quint32 number,
                         const QString& description = {}) {

@@ -16,6 +16,8 @@ namespace {
 
 using Manager = std::shared_ptr<CorvaneIOUtilsLib::IOManager>;
 const QString kScope = QStringLiteral("GPIB0::7::INSTR");
+const char* const kIncompatible = "The setup is not compatible with the instrument.";
+const char* const kEmpty = "The setup data for the instrument is empty.";
 
 // The default bench, its scope at GPIB0::7 given faults.
 Manager bench(const QByteArray& faults = {}) {
@@ -37,8 +39,7 @@ struct Connected {
         control.Initialize();
     }
     QString query(const QString& command, const QString& address = kScope) {
-        auto io = manager->Open(address);
-        return io->Query(command).trimmed();
+        return manager->Open(address)->Query(command).trimmed();
     }
     void write(const QString& command, const QString& address = kScope) {
         manager->Open(address)->WriteString(command + u'\n');
@@ -47,77 +48,70 @@ struct Connected {
     QString last() const { return control.Setups().LastInstrumentSetup(); }
 };
 
-template <typename E, typename F> bool raises(F&& f) {
-    try {
-        f();
-    } catch (const E&) {
-        return true;
-    }
-    return false;
-}
-
 } // namespace
 
 TEST(SetupTransfer, GetSaveLoadSendRestoresTheScope) {
     QTemporaryDir dir;
     Connected scope;
-    const QString original = scope.query(QStringLiteral(":CHAN1:SCAL?"));
-    SetupTavrelScope& got = scope.add(QStringLiteral("Bench"));
-    got.SetComments(QStringLiteral("as found"));
+    const QString original = scope.query(":CHAN1:SCAL?");
+    SetupTavrelScope& got = scope.add("Bench");
+    got.SetComments("as found");
     got.GetFromInstrument();
-    EXPECT_EQ(got.Model(), QStringLiteral("TV100A"));
-    EXPECT_EQ(got.Version(), QStringLiteral("A.01.02"));
-    EXPECT_EQ(got.Comments(), QStringLiteral("as found"));
+    EXPECT_EQ(QStringList({got.Comments(), got.Model(), got.Version()}),
+              QStringList({"as found", "TV100A", "A.01.02"}));
     EXPECT_TRUE(got.LearnString().toByteArray().startsWith("#3")) << "the block as received, header included";
-    EXPECT_EQ(scope.last(), QStringLiteral("Bench"));
+    EXPECT_EQ(scope.last(), "Bench");
 
-    const QString file = dir.filePath(QStringLiteral("bench.scp"));
+    // Saved as .scp whatever the extension, without the name, which loading keeps.
+    const QString file = dir.filePath("bench.stp");
     got.SaveToFile(file);
-    SetupTavrelScope& loaded = scope.add(QStringLiteral("Loaded"));
+    const QByteArray content = fileBytes(file);
+    EXPECT_TRUE(content.contains("|scp|1|TV100A|Corvane Technologies||A.01.02|as found|"));
+    EXPECT_TRUE(content.endsWith(got.LearnString().toByteArray()));
+    EXPECT_FALSE(content.contains("Bench"));
+    SetupTavrelScope& loaded = scope.add("Loaded");
+    fillSetup(loaded, "Loaded", "TV200B", "B.00.01", QByteArray("#11x"), "old");
     loaded.ReadFromFile(file);
     EXPECT_EQ(loaded.LearnString(), got.LearnString());
+    EXPECT_EQ(QStringList({loaded.Name(), loaded.Comments(), loaded.Model(), loaded.Version()}),
+              QStringList({"Loaded", "as found", "TV100A", "A.01.02"}));
 
-    scope.write(QStringLiteral(":CHAN1:SCAL 2"));
-    ASSERT_NE(scope.query(QStringLiteral(":CHAN1:SCAL?")), original);
+    scope.write(":CHAN1:SCAL 2");
+    ASSERT_NE(scope.query(":CHAN1:SCAL?"), original);
     loaded.SendToInstrument();
-    EXPECT_EQ(scope.query(QStringLiteral(":CHAN1:SCAL?")), original);
-    EXPECT_EQ(scope.query(QStringLiteral(":SYST:ERR?")), QStringLiteral("0,\"No error\""));
-    EXPECT_EQ(scope.last(), QStringLiteral("Loaded"));
+    EXPECT_EQ(scope.query(":CHAN1:SCAL?"), original);
+    EXPECT_EQ(scope.query(":SYST:ERR?"), "0,\"No error\"");
+    EXPECT_EQ(scope.last(), "Loaded");
 }
 
 TEST(SetupTransfer, RefusedSendsSendNothing) {
     QVariant learnString; // the TV100A's, which any scope would act on or complain about
     {
         Connected source;
-        SetupTavrelScope& s = source.add(QStringLiteral("S"));
+        SetupTavrelScope& s = source.add("S");
         s.GetFromInstrument();
         learnString = s.LearnString();
     }
     const struct {
         const char *address, *model, *version;
         bool withLearnString;
-        int description;
-    } cases[] = {
-        {"GPIB0::7::INSTR", "", "", false, 692},
-        {"GPIB0::7::INSTR", "", "", true, 691},
-        {"GPIB0::12::INSTR", "TV100A", "X.XX.XX", true, 691},
-        {"GPIB0::7::INSTR", "TV100A", "A.01.03", true, 691},
-        {"GPIB0::7::INSTR", "TV100A", "A.01.03", false, 692},
-    };
-    const QString texts[] = {QStringLiteral("The setup is not compatible with the instrument."),
-                             QStringLiteral("The setup data for the instrument is empty.")};
+        const char* description;
+    } cases[] = {{"GPIB0::7::INSTR", "", "", false, kEmpty},
+                 {"GPIB0::7::INSTR", "", "", true, kIncompatible},
+                 {"GPIB0::12::INSTR", "TV100A", "X.XX.XX", true, kIncompatible},
+                 {"GPIB0::7::INSTR", "TV100A", "A.01.03", true, kIncompatible},
+                 {"GPIB0::7::INSTR", "TV100A", "A.01.03", false, kEmpty}};
     for (const auto& c : cases) {
         const QString address = QLatin1String(c.address);
         Connected scope(bench(), address);
-        scope.write(QStringLiteral(":CHAN1:SCAL 2"), address);
-        SetupTavrelScope& setup = scope.add(QStringLiteral("Refused"));
-        fillSetup(setup, QStringLiteral("Refused"), QLatin1String(c.model), QLatin1String(c.version),
-                  c.withLearnString ? learnString : QVariant());
-        const auto e = errorOf([&] { setup.SendToInstrument(); });
-        expectError(e, 0x80040011u, texts[c.description - 691]);
-        EXPECT_EQ(e->source(), QStringLiteral("Send Setup"));
-        EXPECT_EQ(scope.query(QStringLiteral(":CHAN1:SCAL?"), address), QStringLiteral("+2.000000E+00"));
-        EXPECT_EQ(scope.query(QStringLiteral(":SYST:ERR?"), address), QStringLiteral("0,\"No error\""));
+        scope.write(":CHAN1:SCAL 2", address);
+        SetupTavrelScope& setup = scope.add("Refused");
+        fillSetup(setup, "Refused", c.model, c.version, c.withLearnString ? learnString : QVariant());
+        const auto e = ErrorOf([&] { setup.SendToInstrument(); });
+        expectError(e, 0x80040011u, c.description);
+        EXPECT_EQ(e->source(), "Send Setup");
+        EXPECT_EQ(scope.query(":CHAN1:SCAL?", address), "+2.000000E+00") << c.address;
+        EXPECT_EQ(scope.query(":SYST:ERR?", address), "0,\"No error\"");
         EXPECT_EQ(scope.last(), QString());
     }
 }
@@ -126,58 +120,55 @@ TEST(SetupTransfer, AnEmptyLearnStringWithAModelReachesTheServer) {
     Connected scope;
     // Model and version pass the test; the Empty learn string goes to the server, which refuses it,
     // and its refusal comes through unchanged.
-    SetupTavrelScope& hollow = scope.add(QStringLiteral("Hollow"));
-    fillSetup(hollow, QStringLiteral("Hollow"), QStringLiteral("TV100A"), QStringLiteral("A.01.02"));
-    EXPECT_TRUE(raises<BrumelTB::ServerError>([&] { hollow.SendToInstrument(); }));
-    const auto shown = errorOf([&] {
+    SetupTavrelScope& hollow = scope.add("Hollow");
+    fillSetup(hollow, "Hollow", "TV100A", "A.01.02");
+    EXPECT_THROW(hollow.SendToInstrument(), BrumelTB::ServerError);
+    const auto shown = ErrorOf([&] {
         SetupSupport::WithTransferErrors(SetupSupport::kSendSetupTitle, ErrorNumber::SendRefused,
                                          [&] { hollow.SendToInstrument(); });
     });
     expectError(shown, 0x80040011u);
-    EXPECT_EQ(shown->source(), QStringLiteral("Send Setup"));
+    EXPECT_EQ(shown->source(), "Send Setup");
     EXPECT_EQ(scope.last(), QString());
 }
 
 TEST(SetupTransfer, WhatAFailedGetHadTakenStays) {
     Connected noComma(bench(R"({"no_comma": true})"));
-    SetupTavrelScope& half = noComma.add(QStringLiteral("Half"));
-    EXPECT_TRUE(raises<BrumelTB::ServerError>([&] { half.GetFromInstrument(); }));
+    SetupTavrelScope& half = noComma.add("Half");
+    EXPECT_THROW(half.GetFromInstrument(), BrumelTB::ServerError);
     EXPECT_TRUE(half.LearnString().toByteArray().startsWith("#3")) << "replaced before the model failed";
     EXPECT_EQ(half.Model(), QString());
     EXPECT_EQ(noComma.last(), QString());
 
     Connected dropping(bench(R"({"drop_after_bytes": 100})"));
-    SetupTavrelScope& dropped = dropping.add(QStringLiteral("Dropped"));
-    EXPECT_TRUE(raises<CorvaneIOUtilsLib::IOError>([&] { dropped.GetFromInstrument(); }));
+    SetupTavrelScope& dropped = dropping.add("Dropped");
+    EXPECT_THROW(dropped.GetFromInstrument(), CorvaneIOUtilsLib::IOError);
     EXPECT_FALSE(dropped.LearnString().isValid());
     dropping.control.Initialize();
     DiagnosticsCapture capture;
-    const auto shown = errorOf([&] {
+    const auto shown = ErrorOf([&] {
         SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, ErrorNumber::ConnectionFailed,
                                          [&] { dropped.GetFromInstrument(); });
     });
     expectError(shown, 0x8004003Bu);
-    EXPECT_EQ(shown->source(), QStringLiteral("Get Setup"));
-    EXPECT_TRUE(capture.hasReportWith(
-        {QStringLiteral("File: Setup"), QStringLiteral("Function: GetFromInstrument")}));
+    EXPECT_EQ(shown->source(), "Get Setup");
+    EXPECT_TRUE(capture.hasReportWith({"File: Setup", "Function: GetFromInstrument"}));
 
     dropping.control.CloseConnection();
-    expectError(errorOf([&] { dropped.GetFromInstrument(); }), 0x8004003Bu);
+    expectError(ErrorOf([&] { dropped.GetFromInstrument(); }), 0x8004003Bu);
 }
 
 TEST(SetupTransfer, AMissingSessionIsReportedThenFails) {
     for (const bool get : {true, false}) {
         DiagnosticsCapture capture;
         SetupsTavrelScope setups;
-        SetupTavrelScope& setup = setups.Add(QStringLiteral("Orphan"));
-        expectError(errorOf([&] { get ? setup.GetFromInstrument() : setup.SendToInstrument(); }), 91);
-        EXPECT_TRUE(capture.hasReportWith({QStringLiteral("Assertion: (Not (m_ctavrelez Is Nothing))"),
-                                           QStringLiteral("Function: Get CTavrelEZPtr")}));
+        SetupTavrelScope& setup = setups.Add("Orphan");
+        expectError(ErrorOf([&] { get ? setup.GetFromInstrument() : setup.SendToInstrument(); }), 91);
         EXPECT_TRUE(capture.hasReportWith(
-            {get ? QStringLiteral("Assertion: (Not (m_setup.CTavrelEZPtr Is Nothing))")
-                 : QStringLiteral("Assertion: (Not (m_setups.CTavrelEZPtr Is Nothing))"),
-             QStringLiteral("File: Setup"),
-             get ? QStringLiteral("Function: GetFromInstrument")
-                 : QStringLiteral("Function: SendToInstrument")}));
+            {"Assertion: (Not (m_ctavrelez Is Nothing))", "Function: Get CTavrelEZPtr"}));
+        EXPECT_TRUE(capture.hasReportWith(
+            {get ? "Assertion: (Not (m_setup.CTavrelEZPtr Is Nothing))"
+                 : "Assertion: (Not (m_setups.CTavrelEZPtr Is Nothing))",
+             "File: Setup", get ? "Function: GetFromInstrument" : "Function: SendToInstrument"}));
     }
 }
