@@ -114,9 +114,9 @@ TEST(AcquireTypes, PeakDetectPairsAndAveragesOfTriggeredRecords) {
         spread += double(peak.codes[i + 1] - peak.codes[i]) / double(peak.codes.size() / 2);
     }
     EXPECT_GT(spread, 1000); // the envelope of several noise samples, 820 codes of noise each
-    ask(scope, ":ACQ:TYPE AVER;COUN 256;:SING");
+    ask(scope, ":ACQ:TYPE AVER;COUN 64;POIN 1000000;:SING");
     const Preamble averaged = Preamble::parse(ask(scope, ":WAV:PRE?"));
-    EXPECT_EQ(std::tuple(averaged.type, averaged.count), std::tuple(2, 256));
+    EXPECT_EQ(std::tuple(averaged.type, averaged.count), std::tuple(2, 64));
     EXPECT_NEAR(simtest::number(scope, ":MEAS:VPP? CHAN1"), 2, 0.002);
     EXPECT_NEAR(simtest::number(scope, ":MEAS:RIS? CHAN2"), 1e-6, 0.03e-6);
 }
