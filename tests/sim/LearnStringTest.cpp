@@ -5,7 +5,6 @@
 
 #include <QSet>
 #include <QtEndian>
-#include <functional>
 #include <gtest/gtest.h>
 
 using namespace tavrelsim;
@@ -87,6 +86,13 @@ QByteArray withCrc(QByteArray data) {
     return data;
 }
 
+// A sound string of a state with one setting out of range.
+QByteArray encodedWith(void (*change)(ScopeState&)) {
+    ScopeState s = ScopeState::defaults();
+    change(s);
+    return LearnString::encode("TV100A", s);
+}
+
 // Damage anywhere, or a setting out of range in an otherwise sound string: refused, nothing changed.
 TEST(LearnString, CorruptStringIsRefusedAndChangesNothing) {
     TavrelScope model;
@@ -98,33 +104,28 @@ TEST(LearnString, CorruptStringIsRefusedAndChangesNothing) {
         QByteArray data;
         int error = -222;
     };
-    std::vector<Case> cases = {{"magic", patched(g, 0, "XVLS")},
-                               {"version", patched(g, 5, "\x02")},
-                               {"payload bit", patched(g, 40, QByteArray(1, g[40] ^ 1))},
-                               {"one byte short", g.chopped(1)},
-                               {"one byte long", g + '\n'},
-                               {"length field", patched(g, 24, QByteArray("\0\0\0\x05", 4))},
-                               {"header only", g.left(LearnString::HeaderSize)},
-                               {"empty", QByteArray()},
-                               {"sections swapped, CRC fixed", withCrc(patched(g, 32, "TIMB"))},
-                               {"unknown section", withPayload(all + QByteArray("XTRA\0\0\0\1\0", 9))},
-                               {"first-format section missing",
-                                withPayload(all.mid(8 + qFromBigEndian<quint32>(all.constData() + 4)))},
-                               {"other model", blockData(ask(other, ":SYST:SET?")), -224}};
-    const std::pair<const char*, std::function<void(ScopeState&)>> outOfRange[] = {
-        {"scale", [](ScopeState& s) { s.channels[1].scale = 1000; }},
-        {"probe not offered", [](ScopeState& s) { s.channels[0].probe = 5; }},
-        {"count not offered", [](ScopeState& s) { s.acquire.count = 3; }},
-        {"record too short", [](ScopeState& s) { s.acquire.points = 10; }},
-        {"trigger on a pod", [](ScopeState& s) { s.trigger.source = ScopeSource::Pod1; }},
-        {"waveform of the line", [](ScopeState& s) { s.waveform.source = ScopeSource::Line; }},
-        {"unknown reference", [](ScopeState& s) { s.timebase.reference = 3; }},
-        {"threshold", [](ScopeState& s) { s.pods[1].threshold = 20; }}};
-    for (const auto& [name, change] : outOfRange) {
-        ScopeState s = ScopeState::defaults();
-        change(s);
-        cases.push_back({name, LearnString::encode("TV100A", s)});
-    }
+    const Case cases[] = {
+        {"magic", patched(g, 0, "XVLS")},
+        {"version", patched(g, 5, "\x02")},
+        {"payload bit", patched(g, 40, QByteArray(1, g[40] ^ 1))},
+        {"one byte short", g.chopped(1)},
+        {"one byte long", g + '\n'},
+        {"length field", patched(g, 24, QByteArray("\0\0\0\x05", 4))},
+        {"header only", g.left(LearnString::HeaderSize)},
+        {"empty", QByteArray()},
+        {"sections swapped, CRC fixed", withCrc(patched(g, 32, "TIMB"))},
+        {"unknown section", withPayload(all + QByteArray("XTRA\0\0\0\1\0", 9))},
+        {"first-format section missing",
+         withPayload(all.mid(8 + qFromBigEndian<quint32>(all.constData() + 4)))},
+        {"other model", blockData(ask(other, ":SYST:SET?")), -224},
+        {"scale", encodedWith([](ScopeState& s) { s.channels[1].scale = 1000; })},
+        {"probe not offered", encodedWith([](ScopeState& s) { s.channels[0].probe = 5; })},
+        {"count not offered", encodedWith([](ScopeState& s) { s.acquire.count = 3; })},
+        {"record too short", encodedWith([](ScopeState& s) { s.acquire.points = 10; })},
+        {"trigger on a pod", encodedWith([](ScopeState& s) { s.trigger.source = ScopeSource::Pod1; })},
+        {"waveform of the line", encodedWith([](ScopeState& s) { s.waveform.source = ScopeSource::Line; })},
+        {"unknown reference", encodedWith([](ScopeState& s) { s.timebase.reference = 3; })},
+        {"threshold", encodedWith([](ScopeState& s) { s.pods[1].threshold = 20; })}};
     for (const Case& c : cases) {
         TavrelScope scope;
         ask(scope, ":CHAN3:SCAL 7;:TIM:SCAL 1e-8");
@@ -135,37 +136,31 @@ TEST(LearnString, CorruptStringIsRefusedAndChangesNothing) {
     }
 }
 
-// Over the bus the block's "\n" bytes and a block split across writes must not end the command.
+// Over the bus the block's "\n" bytes and a block split across writes must not end the command;
+// END while data bytes are still owed does, and the block is refused.
 TEST(LearnString, RestoresThroughEndpointsWhateverTheChunking) {
     for (SimConnection::Bus bus : {SimConnection::Gpib, SimConnection::Socket}) {
-        auto instrument = std::make_shared<SimInstrument>(std::make_unique<TavrelScope>());
-        SimConnection ep(instrument, bus);
+        SimConnection ep(std::make_shared<SimInstrument>(std::make_unique<TavrelScope>()), bus);
         ep.write(":CHAN2:SCAL 0.2;:TIM:SCAL 5e-9\n");
         const QByteArray saved = blockData(simtest::query(ep, ":SYST:SET?"));
         ASSERT_TRUE(saved.contains('\n'));
         ep.write("*RST\n");
         const QByteArray command = ":SYST:SET " + block(saved) + '\n';
         const qsizetype cut =
-            command.indexOf(saved) + saved.indexOf('\n') + 1; // inside the data, after a newline
-        if (bus == SimConnection::Gpib) {
-            ep.write(command); // one write: END comes after the terminator
-        } else {
-            ep.write(command.left(13));
-            ep.write(command.mid(13, cut - 13));
-            ep.write(command.mid(cut));
-        }
+            command.indexOf(saved) + saved.indexOf('\n') + 1; // in the data, after a newline
+        const QList<QByteArray> writes =
+            bus == SimConnection::Gpib // one write: END after the terminator
+                ? QList{command}
+                : QList{command.left(13), command.mid(13, cut - 13), command.mid(cut)};
+        for (const QByteArray& w : writes)
+            ep.write(w);
         EXPECT_EQ(simtest::query(ep, ":SYST:ERR?;:CHAN2:SCAL?;:TIM:SCAL?"),
                   NoError.chopped(1) + ";+2.000000E-01;+5.000000E-09\n")
             << "bus " << bus;
     }
-}
-
-TEST(LearnString, BlockCutShortByEndIsRefused) {
-    auto instrument = std::make_shared<SimInstrument>(std::make_unique<TavrelScope>());
-    SimConnection ep(instrument, SimConnection::Gpib);
+    SimConnection ep(std::make_shared<SimInstrument>(std::make_unique<TavrelScope>()), SimConnection::Gpib);
     ep.write(":CHAN2:SCAL 0.2\n");
-    const QByteArray full = ":SYST:SET " + block(LearnString::encode("TV100A", ScopeState::defaults()));
-    ep.write(full.chopped(10)); // END arrives while ten data bytes are still owed
+    ep.write((":SYST:SET " + block(LearnString::encode("TV100A", ScopeState::defaults()))).chopped(10));
     EXPECT_EQ(simtest::query(ep, ":SYST:ERR?;:CHAN2:SCAL?"), "-161,\"Invalid block data\";+2.000000E-01\n");
 }
 
