@@ -8,214 +8,196 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
-// Points the log at a directory of the test's own and restores the environment afterwards.
+QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Points the log at a directory of the test's own, keeps what reaches the host, and restores the
+// environment afterwards.
 class CDebugTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        m_savedTmp = qgetenv("TMPDIR");
+    CDebugTest() : m_savedTmp(qgetenv("TMPDIR")) {
         qputenv("TMPDIR", QFile::encodeName(m_dir.path()));
+        // Each delivery is noted, after "log," when the report was in the log by then.
+        QObject::connect(&m_debug, &CDebug::SupportMessage, [this](const QString& m) {
+            m_order.append(log().contains(m.toUtf8()) ? "log,event" : "event");
+        });
+        SetMessageBoxHandler([this](const MessageBoxRequest& r) {
+            m_order.append(log().contains(r.text.toUtf8()) ? "log,box" : "box");
+            m_box = r;
+            return kMessageBoxResultOK;
+        });
     }
-    void TearDown() override {
+    ~CDebugTest() override {
         qputenv("TMPDIR", m_savedTmp);
         SetMessageBoxHandler(nullptr);
     }
-    QString logPath() const { return m_dir.filePath(QStringLiteral("VelScope.DBG")); }
-    QByteArray log() const {
-        QFile f(logPath());
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
+    QString logPath() const { return m_dir.filePath("VelScope.DBG"); }
+    QByteArray log() const { return readFile(logPath()); }
 
     QTemporaryDir m_dir;
     QByteArray m_savedTmp;
+    CDebug m_debug;
+    QStringList m_order;
+    MessageBoxRequest m_box;
 };
-
-QString atLine(const QDateTime& at) {
-    const QLocale l = QLocale::system();
-    return QStringLiteral("At: ") + l.toString(at.time(), QLocale::ShortFormat) + u' ' +
-           l.toString(at.date(), QLocale::ShortFormat) + QStringLiteral("\r\n");
-}
 
 } // namespace
 
 TEST(CDebugFormat, Reports) {
     const QDateTime at(QDate(2026, 3, 4), QTime(13, 5, 0));
-    struct Case {
+    const QLocale l = QLocale::system();
+    const QString atLine = "At: " + l.toString(at.time(), QLocale::ShortFormat) + u' ' +
+                           l.toString(at.date(), QLocale::ShortFormat);
+    const struct {
         qint32 number;
-        QString description, cls, proc, location, expected;
+        QString description, cls, proc, location, expected; // "@" stands for the time line
+    } cases[] = {
+        {-2147221124, "Invalid property value.", "TavrelScope", "Let CountryCode", "Case Else",
+         "Error Code: -2147221124 0x8004017C\r\nInvalid property value.\r\n@\r\n"
+         "File: TavrelScope\r\nFunction: Let CountryCode\r\nLocation: Case Else\r\n\r\n"},
+        {0, "", "", "", "", "Error Code: 0 0x0\r\n@\r\n\r\n"},
+        {9, "", "CIOConfiguration", "", "1",
+         "Error Code: 9 0x9\r\n@\r\nFile: CIOConfiguration\r\nLocation: 1\r\n\r\n"},
     };
-    const QList<Case> cases = {
-        {static_cast<qint32>(0x8004017Cu), QStringLiteral("Invalid property value."),
-         QStringLiteral("TavrelScope"), QStringLiteral("Let CountryCode"), QStringLiteral("Case Else"),
-         QStringLiteral("Error Code: -2147221124 0x8004017C\r\nInvalid property value.\r\n") + atLine(at) +
-             QStringLiteral("File: TavrelScope\r\nFunction: Let CountryCode\r\nLocation: Case Else\r\n\r\n")},
-        {0, {}, {}, {}, {}, QStringLiteral("Error Code: 0 0x0\r\n") + atLine(at) + QStringLiteral("\r\n")},
-        {9,
-         {},
-         QStringLiteral("CIOConfiguration"),
-         {},
-         QStringLiteral("1"),
-         QStringLiteral("Error Code: 9 0x9\r\n") + atLine(at) +
-             QStringLiteral("File: CIOConfiguration\r\nLocation: 1\r\n\r\n")},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(CDebug::FormatReport(c.number, c.description, c.cls, c.proc, c.location, at), c.expected);
+    for (const auto& c : cases)
+        EXPECT_EQ(CDebug::FormatReport(c.number, c.description, c.cls, c.proc, c.location, at),
+                  QString(c.expected).replace(u'@', atLine));
 }
 
 TEST(CDebugFormat, Traces) {
-    struct Case {
+    const struct {
         QString message, cls, proc, location, expected;
+    } cases[] = {
+        {"", "", "", "", "Trace:\r\n"},
+        {"Start", "", "", "", "Trace: Start\r\n"},
+        {"Start", "C", "P", "", "Trace: Start -- At: File: C; Function: P; \r\n"},
+        {"", "", "", "End", "Trace: -- At: Location: End\r\n"},
+        {"x", "C", "P", "L", "Trace: x -- At: File: C; Function: P; Location: L\r\n"},
     };
-    const QList<Case> cases = {
-        {{}, {}, {}, {}, QStringLiteral("Trace:\r\n")},
-        {QStringLiteral("Start"), {}, {}, {}, QStringLiteral("Trace: Start\r\n")},
-        {QStringLiteral("Start"),
-         QStringLiteral("TavrelScope"),
-         QStringLiteral("UserControl_Initialize"),
-         {},
-         QStringLiteral("Trace: Start -- At: File: TavrelScope; Function: UserControl_Initialize; \r\n")},
-        {{}, {}, {}, QStringLiteral("End"), QStringLiteral("Trace: -- At: Location: End\r\n")},
-        {QStringLiteral("x"), QStringLiteral("C"), QStringLiteral("P"), QStringLiteral("L"),
-         QStringLiteral("Trace: x -- At: File: C; Function: P; Location: L\r\n")},
-    };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         EXPECT_EQ(CDebug::FormatTrace(c.message, c.cls, c.proc, c.location), c.expected);
 }
 
-TEST_F(CDebugTest, AllOutputsOffProducesNothing) {
-    CDebug debug;
-    int events = 0;
-    QObject::connect(&debug, &CDebug::SupportMessage, [&] { ++events; });
-    SetMessageBoxHandler([&](const MessageBoxRequest&) { return ++events; });
-    debug.SetDebugMode(CDebug::AssertBit); // the assert switch alone delivers nothing
-    debug.Assert(false, QStringLiteral("(x > 0)"), QStringLiteral("C"), QStringLiteral("P"));
-    debug.ReportError(1, QStringLiteral("d"), QStringLiteral("C"), QStringLiteral("P"));
-    debug.Trace(QStringLiteral("t"));
-    EXPECT_EQ(events, 0);
-    EXPECT_FALSE(QFile::exists(logPath()));
-}
-
-TEST_F(CDebugTest, AssertionReportCarriesItsNumberAndCondition) {
-    CDebug debug;
-    QStringList events;
-    QObject::connect(&debug, &CDebug::SupportMessage, [&](const QString& m) { events.append(m); });
-    debug.SetDebugMode(CDebug::EventBit);
-    debug.Assert(true, QStringLiteral("(x > 0)"), QStringLiteral("C"), QStringLiteral("P"));
-    debug.Assert(false, QStringLiteral("(x > 0)"), QStringLiteral("C"), QStringLiteral("P"),
-                 QStringLiteral("1"));
-    debug.Assert(false, QString(), QString(), QString());
-    ASSERT_EQ(events.size(), 2);
-    EXPECT_TRUE(
-        events[0].startsWith(QStringLiteral("Error Code: -2147221453 0x80040033\r\nAssertion: (x > 0)\r\n")));
-    EXPECT_TRUE(
-        events[1].startsWith(QStringLiteral("Error Code: -2147221453 0x80040033\r\nAssertion: \r\n")));
-}
-
-TEST_F(CDebugTest, DeliversToEventThenLogThenMessageBox) {
-    CDebug debug;
-    QStringList order;
-    QObject::connect(&debug, &CDebug::SupportMessage, [&](const QString&) {
-        order.append(log().contains("Error Code") ? QStringLiteral("event-after-log")
-                                                  : QStringLiteral("event"));
-    });
-    MessageBoxRequest shown;
-    SetMessageBoxHandler([&](const MessageBoxRequest& r) {
-        order.append(log().contains("Error Code") ? QStringLiteral("box") : QStringLiteral("box-before-log"));
-        shown = r;
-        return kMessageBoxResultOK;
-    });
-    debug.SetDebugMode(CDebug::MessageBoxBit | CDebug::MessageLogBit | CDebug::EventBit);
-    debug.ReportError(5, QStringLiteral("broken"), QStringLiteral("C"), QStringLiteral("P"));
-    EXPECT_EQ(order, (QStringList{QStringLiteral("event"), QStringLiteral("box")}));
-    EXPECT_EQ(shown.title, QStringLiteral("Remote Support Assistant"));
-    EXPECT_EQ(shown.style, 65600);
-    // The log holds the report followed by one more line end.
-    EXPECT_TRUE(log().endsWith("Function: P\r\n\r\n\r\n"));
-}
-
-TEST_F(CDebugTest, ModeTenLogsReportsAndTracesOnly) {
-    CDebug debug;
-    int events = 0;
-    QObject::connect(&debug, &CDebug::SupportMessage, [&] { ++events; });
-    SetMessageBoxHandler([&](const MessageBoxRequest&) { return ++events; });
-    debug.SetDebugMode(10);
-    EXPECT_EQ(debug.DebugMode(), 10);
-    debug.ReportError(7, QStringLiteral("seven"), QStringLiteral("C"), QStringLiteral("P"));
-    debug.Trace(QStringLiteral("hello"), QStringLiteral("C"));
-    EXPECT_EQ(events, 0);
-    const QByteArray text = log();
-    EXPECT_TRUE(text.contains("Error Code: 7 0x7\r\nseven\r\n"));
-    EXPECT_TRUE(text.endsWith("Trace: hello -- At: File: C; \r\n\r\n"));
+TEST_F(CDebugTest, ModeSwitchesChooseTheOutputsAndTheirOrder) {
+    const struct {
+        qint32 mode;
+        const char* order; // one word for each of the three reports
+        bool logged;
+    } cases[] = {
+        {0, "", false},
+        {CDebug::AssertBit, "", false}, // the assert switch alone delivers nothing
+        {CDebug::EventBit, "event event event", false},
+        {CDebug::MessageBoxBit, "box box box", false},
+        {CDebug::MessageLogBit | CDebug::AssertBit, "", true},
+        {CDebug::MessageBoxBit | CDebug::MessageLogBit | CDebug::EventBit,
+         "event log,box event log,box event log,box", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.mode);
+        QFile::remove(logPath());
+        m_order.clear();
+        m_debug.SetDebugMode(c.mode);
+        EXPECT_EQ(m_debug.DebugMode(), c.mode);
+        m_debug.Assert(true, "(x > 0)", "C", "P"); // holds: nothing to report
+        m_debug.Assert(false, "(x > 0)", "C", "P");
+        m_debug.Assert(false, {}, {}, {});
+        m_debug.ReportError(7, "seven", "C", "P");
+        m_debug.Trace("hello", "C"); // traces only ever go to the log
+        EXPECT_EQ(m_order.join(u' '), c.order) << qPrintable(m_order.join(u' '));
+        EXPECT_EQ(QFile::exists(logPath()), c.logged);
+        if (!c.logged) continue;
+        // Each report is followed by one more line end in the log.
+        const QByteArray text = log();
+        EXPECT_TRUE(text.startsWith("Error Code: -2147221453 0x80040033\r\nAssertion: (x > 0)\r\n"));
+        EXPECT_TRUE(text.contains("\r\n\r\n\r\nError Code: -2147221453 0x80040033\r\nAssertion: \r\nAt: "));
+        EXPECT_TRUE(text.contains("\r\n\r\n\r\nError Code: 7 0x7\r\nseven\r\n"));
+        EXPECT_TRUE(text.endsWith("Function: P\r\n\r\n\r\nTrace: hello -- At: File: C; \r\n\r\n"));
+    }
+    EXPECT_EQ(m_box.title, "Remote Support Assistant");
+    EXPECT_EQ(m_box.style, 65600);
 }
 
 TEST_F(CDebugTest, SettingTheSameModeTwiceTruncatesOnlyOnce) {
-    CDebug debug;
-    int changes = 0;
-    QObject::connect(&debug, &CDebug::PropertyChanged, [&](const QString& name) {
-        EXPECT_EQ(name, QStringLiteral("DebugMode"));
-        ++changes;
-    });
-    debug.SetDebugMode(CDebug::MessageLogBit);
-    debug.Trace(QStringLiteral("first"));
-    debug.SetDebugMode(CDebug::MessageLogBit);
+    QStringList changes;
+    QObject::connect(&m_debug, &CDebug::PropertyChanged, [&](const QString& name) { changes.append(name); });
+    m_debug.SetDebugMode(CDebug::MessageLogBit);
+    m_debug.Trace("first");
+    m_debug.SetDebugMode(CDebug::MessageLogBit);
     EXPECT_TRUE(log().contains("first"));
-    debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
+    m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
     EXPECT_TRUE(log().isEmpty());
-    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(changes, (QStringList{"DebugMode", "DebugMode"}));
 }
 
-TEST_F(CDebugTest, NewLogIsPrivateToItsOwner) {
-    CDebug debug;
-    debug.SetDebugMode(CDebug::MessageLogBit);
+TEST_F(CDebugTest, LogIsPrivateAndPlantedFilesAreRefusedSilently) {
+    m_debug.SetDebugMode(CDebug::MessageLogBit);
     struct stat info {};
     ASSERT_EQ(::stat(QFile::encodeName(logPath()).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+    const QString victim = m_dir.filePath("victim.txt");
+    const QByteArray victimName = QFile::encodeName(victim), logName = QFile::encodeName(logPath());
+    // A symbolic link, a hard link, and another user's file (which only root can make).
+    for (int planted = 0; planted < (::geteuid() == 0 ? 3 : 2); ++planted) {
+        SCOPED_TRACE(planted);
+        QFile::remove(logPath());
+        QFile f(victim);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write("keep me") == 7);
+        f.close();
+        ASSERT_TRUE(planted == 0   ? ::symlink(victimName.constData(), logName.constData()) == 0
+                    : planted == 1 ? ::link(victimName.constData(), logName.constData()) == 0
+                                   : QFile::rename(victim, logPath()) && QFile::link(logPath(), victim) &&
+                                         ::chown(logName.constData(), 4242, 4242) == 0);
+        m_order.clear();
+        m_debug.SetDebugMode(0);
+        m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
+        m_debug.ReportError(1, "x", "C", "P");
+        m_debug.Trace("t");
+        EXPECT_EQ(m_order,
+                  QStringList{"event"}); // the event still goes out; the log failure is reported nowhere
+        EXPECT_EQ(readFile(victim), "keep me");
+    }
 }
 
-TEST_F(CDebugTest, PlantedLinksAreRefusedSilently) {
-    const QString victim = m_dir.filePath(QStringLiteral("victim.txt"));
-    {
-        QFile f(victim);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write("keep me");
-    }
-    for (bool hardLink : {false, true}) {
-        QFile::remove(logPath());
-        if (hardLink)
-            ASSERT_EQ(::link(QFile::encodeName(victim).constData(), QFile::encodeName(logPath()).constData()),
-                      0);
-        else
-            ASSERT_TRUE(QFile::link(victim, logPath()));
-        CDebug debug;
-        int events = 0;
-        QObject::connect(&debug, &CDebug::SupportMessage, [&] { ++events; });
-        debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
-        debug.ReportError(1, QStringLiteral("x"), QStringLiteral("C"), QStringLiteral("P"));
-        debug.Trace(QStringLiteral("t"));
-        EXPECT_EQ(events, 1); // the event still goes out; the log failure is reported nowhere
-        QFile f(victim);
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        EXPECT_EQ(f.readAll(), QByteArray("keep me")) << (hardLink ? "hard link" : "symbolic link");
-    }
+TEST_F(CDebugTest, ConcurrentReportsGoOutWholeAndOneAtATime) {
+    // A host's event handler may itself report: the lock must let the same thread in again.
+    QObject::connect(&m_debug, &CDebug::SupportMessage, [this] { m_debug.Trace("seen"); });
+    m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([this, t] {
+            for (int i = 0; i < 50; ++i)
+                m_debug.ReportError(t, "d", "C", "P");
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(m_order.size(), 200);
+    const QByteArray text = log();
+    EXPECT_EQ(text.count("\r\nd\r\nAt: "), 200);
+    EXPECT_EQ(text.count("Trace: seen\r\n\r\nError Code: "), 200) << "each report right after its own trace";
 }
 
 TEST_F(CDebugTest, LogPathFollowsTheTemporaryDirectory) {
-    EXPECT_EQ(CDebug::LogFilePath(), QDir(m_dir.path()).filePath(QStringLiteral("VelScope.DBG")));
+    EXPECT_EQ(CDebug::LogFilePath(), QDir(m_dir.path()).filePath("VelScope.DBG"));
     // A directory too long for the 255-character buffer leaves the file name alone.
     qputenv("TMPDIR", QByteArray("/") + QByteArray(300, 'a'));
-    EXPECT_EQ(CDebug::LogFilePath(), QStringLiteral("VelScope.DBG"));
+    EXPECT_EQ(CDebug::LogFilePath(), "VelScope.DBG");
     qunsetenv("TMPDIR");
-    EXPECT_EQ(CDebug::LogFilePath(), QStringLiteral("/tmp/VelScope.DBG"));
+    EXPECT_EQ(CDebug::LogFilePath(), "/tmp/VelScope.DBG");
 }
 
 TEST_F(CDebugTest, ModeKeysRoundTripThroughTheStore) {
-    CDebug debug;
-    debug.SetDebugMode(CDebug::EventBit | CDebug::AssertBit);
+    m_debug.SetDebugMode(CDebug::EventBit | CDebug::AssertBit);
     MemoryPropertyBag bag;
-    debug.WriteProperties(bag);
-    EXPECT_EQ(bag.keys(), (QStringList{QStringLiteral("DebugEnableEvent"), QStringLiteral("DebugAssert")}));
+    m_debug.WriteProperties(bag);
+    EXPECT_EQ(bag.keys(), (QStringList{"DebugEnableEvent", "DebugAssert"}));
     CDebug restored;
     restored.SetDebugMode(CDebug::MessageLogBit);
     restored.ReadProperties(bag);
