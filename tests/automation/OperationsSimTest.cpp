@@ -122,23 +122,6 @@ TEST_F(SimScope, RefusedSettingsRaiseTheInstrumentsError) {
     EXPECT_TRUE(scope.Utilities().ReadErrors().isEmpty()) << "each check takes its own error";
 }
 
-TEST_F(SimScope, RunControlShowsInTheRunState) {
-    auto& acq = scope.Acquisition();
-    const struct {
-        const char* key;
-        std::function<void()> press;
-        Tavrel_OnOffState state;
-    } keys[] = {{"Stop", [&] { scope.Stop(); }, Tavrel_Off},
-                {"Run", [&] { scope.Run(); }, Tavrel_On},
-                {"Single", [&] { scope.Single(); }, Tavrel_Off},
-                {"AutoScale", [&] { scope.AutoScale(); }, Tavrel_On},
-                {"Digitize", [&] { scope.Digitize(); }, Tavrel_Off}};
-    for (const auto& k : keys) {
-        k.press();
-        EXPECT_EQ(acq.RunState(), k.state) << k.key;
-    }
-}
-
 TEST_F(SimScope, VerticalSettingsShowInTheData) {
     // 8 divisions fill the codes: a 2 V sine is clipped to the screen at 0.1 V/div.
     channel(Tavrel_Channel_1).SetScale(0.1);
@@ -203,22 +186,20 @@ TEST_F(SimScope, MeasurementsOfTheFourInputs) {
     const struct {
         const char* name;
         double value, expected, tolerance;
-    } cases[] = {
-        {"ch1 frequency", m.Frequency(Tavrel_Channel_1), 1000, 10},
-        {"ch1 period", m.Period(Tavrel_Channel_1), 1e-3, 1e-5},
-        {"ch1 Vpp", m.VPP(Tavrel_Channel_1), 2.0, 0.05},
-        {"ch1 Vmax", m.VMax(Tavrel_Channel_1), 1.0, 0.03},
-        {"ch1 Vmin", m.VMin(Tavrel_Channel_1), -1.0, 0.03},
-        {"ch1 Vrms", m.VRMS(Tavrel_Channel_1), std::sqrt(0.5), 0.02},
-        {"ch1 Vavg", m.VAverage(Tavrel_Channel_1), 0.0, 0.02},
-        {"ch2 frequency", m.Frequency(Tavrel_Channel_2), 2000, 20},
-        {"ch2 duty cycle", m.DutyCycle(Tavrel_Channel_2), 25, 1},
-        {"ch2 Vtop", m.VTop(Tavrel_Channel_2), 3.3, 0.05},
-        {"ch2 Vbase", m.VBase(Tavrel_Channel_2), 0.0, 0.05},
-        {"ch2 amplitude", m.Amplitude(Tavrel_Channel_2), 3.3, 0.1},
-        {"ch3 frequency", m.Frequency(Tavrel_Channel_3), 500, 5},
-        {"ch4 Vavg", m.VAverage(Tavrel_Channel_4), 0.5, 0.02},
-    };
+    } cases[] = {{"ch1 frequency", m.Frequency(Tavrel_Channel_1), 1000, 10},
+                 {"ch1 period", m.Period(Tavrel_Channel_1), 1e-3, 1e-5},
+                 {"ch1 Vpp", m.VPP(Tavrel_Channel_1), 2.0, 0.05},
+                 {"ch1 Vmax", m.VMax(Tavrel_Channel_1), 1.0, 0.03},
+                 {"ch1 Vmin", m.VMin(Tavrel_Channel_1), -1.0, 0.03},
+                 {"ch1 Vrms", m.VRMS(Tavrel_Channel_1), std::sqrt(0.5), 0.02},
+                 {"ch1 Vavg", m.VAverage(Tavrel_Channel_1), 0.0, 0.02},
+                 {"ch2 frequency", m.Frequency(Tavrel_Channel_2), 2000, 20},
+                 {"ch2 duty cycle", m.DutyCycle(Tavrel_Channel_2), 25, 1},
+                 {"ch2 Vtop", m.VTop(Tavrel_Channel_2), 3.3, 0.05},
+                 {"ch2 Vbase", m.VBase(Tavrel_Channel_2), 0.0, 0.05},
+                 {"ch2 amplitude", m.Amplitude(Tavrel_Channel_2), 3.3, 0.1},
+                 {"ch3 frequency", m.Frequency(Tavrel_Channel_3), 500, 5},
+                 {"ch4 Vavg", m.VAverage(Tavrel_Channel_4), 0.5, 0.02}};
     for (const auto& c : cases)
         EXPECT_NEAR(c.value, c.expected, c.tolerance) << c.name;
     // A square wave's edges are far shorter than its period.
