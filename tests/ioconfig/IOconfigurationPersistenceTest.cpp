@@ -1,19 +1,17 @@
-#include "control/TavrelError.h"
 #include "hosting/MemoryPropertyBag.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOUtilsEnums.h"
 #include "support/DiagnosticsCapture.h"
-
 #include "support/Errors.h"
 
 #include <gtest/gtest.h>
 
 using namespace CorvaneIOUtilsLib;
+using IO = CIOconfiguration;
 
 namespace {
 
 constexpr qint32 kInvalid = ErrorNumber::InvalidPropertyValue;
-using IO = CIOconfiguration;
 
 // A configuration that differs from a new one in every kind of field.
 IO changedConfiguration() {
@@ -30,6 +28,13 @@ IO changedConfiguration() {
     io.SetRS232Handshake(2, RS232_HandShake_DTR_DSR);
     io.SetRS232BaudRate(4, 1200);
     return io;
+}
+
+MemoryPropertyBag bagOf(const QVariantMap& values) {
+    MemoryPropertyBag bag;
+    for (auto it = values.begin(); it != values.end(); ++it)
+        bag.set(it.key(), it.value());
+    return bag;
 }
 
 // A new configuration's DataAsVariant with one COM port's entry replaced.
@@ -64,7 +69,6 @@ TEST(IOconfigurationPersistence, WriteThenReadReproducesEveryFlagAndSerialParame
     MemoryPropertyBag bag;
     written.WriteProperties(bag);
     EXPECT_EQ(bag.keys(), (QStringList{"ActiveAddressInstrumentID", "DTROnly", "SearchCriteria"}));
-
     IO read;
     read.ReadProperties(bag);
     EXPECT_EQ(read.ActiveAddressInstrumentID(), written.ActiveAddressInstrumentID());
@@ -75,29 +79,24 @@ TEST(IOconfigurationPersistence, WriteThenReadReproducesEveryFlagAndSerialParame
     MemoryPropertyBag defaults;
     IO().WriteProperties(defaults);
     EXPECT_EQ(defaults.keys(), QStringList{"SearchCriteria"});
-}
 
-TEST(IOconfigurationPersistence, StoreWithoutSearchCriteriaKeepsTheFieldsAndForcesNoHandshake) {
-    MemoryPropertyBag bag;
-    bag.set(QStringLiteral("DTROnly"), true);
-    IO io = changedConfiguration();
-    const QVariant before = io.DataAsVariant();
-    io.ReadProperties(bag);
-    EXPECT_TRUE(io.DTROnly());
-    EXPECT_TRUE(io.ActiveAddressInstrumentID().isEmpty());
-    EXPECT_EQ(io.DataAsVariant(), before);
-    EXPECT_EQ(io.RS232Handshake(1), RS232_HandShake_XON_XOFF);
+    // A store without search criteria keeps the fields as they were and forces no handshake.
+    MemoryPropertyBag dtrOnly = bagOf({{"DTROnly", true}});
+    IO kept = changedConfiguration();
+    kept.ReadProperties(dtrOnly);
+    EXPECT_TRUE(kept.DTROnly() && kept.ActiveAddressInstrumentID().isEmpty());
+    EXPECT_EQ(kept.DataAsVariant(), changedConfiguration().DataAsVariant());
+    EXPECT_EQ(kept.RS232Handshake(1), RS232_HandShake_XON_XOFF);
 }
 
 TEST(IOconfigurationPersistence, WrongLengthIsRefusedAfterIDAndDTROnlyAreTaken) {
     for (int size : {163, 165}) {
         DiagnosticsCapture capture;
-        MemoryPropertyBag bag;
-        bag.set(QStringLiteral("ActiveAddressInstrumentID"), QStringLiteral("ID"));
-        bag.set(QStringLiteral("DTROnly"), true);
-        bag.set(QStringLiteral("SearchCriteria"), QByteArray(size, '\1'));
+        MemoryPropertyBag bag = bagOf({{"ActiveAddressInstrumentID", "ID"},
+                                       {"DTROnly", true},
+                                       {"SearchCriteria", QByteArray(size, '\1')}});
         IO io;
-        EXPECT_EQ(ErrorNumberOf([&] { io.ReadProperties(bag); }), kInvalid);
+        EXPECT_EQ(ErrorNumberOf([&] { io.ReadProperties(bag); }), kInvalid) << size;
         EXPECT_EQ(io.ActiveAddressInstrumentID(), QStringLiteral("ID"));
         EXPECT_TRUE(io.DTROnly());
         EXPECT_FALSE(io.GPIBPortExists(0));
@@ -111,8 +110,7 @@ TEST(IOconfigurationPersistence, ReaderTakesAnyNonZeroByteAsTrueAndRefusesOversi
     bytes[0] = char(0xFF);
     bytes.replace(140, 4, QByteArray::fromHex("00c20100")); // COM1 at 115200
     bytes.replace(152, 4, QByteArray::fromHex("ffffffff")); // COM3: beyond 32 bits
-    MemoryPropertyBag bag;
-    bag.set(QStringLiteral("SearchCriteria"), bytes);
+    MemoryPropertyBag bag = bagOf({{"SearchCriteria", bytes}});
     IO io;
     EXPECT_EQ(ErrorNumberOf([&] { io.ReadProperties(bag); }), kInvalid);
     EXPECT_TRUE(io.GPIBPortExists(0));
@@ -133,7 +131,6 @@ TEST(IOconfigurationPersistence, DataAsVariantRoundTrip) {
 
 TEST(IOconfigurationPersistence, DataAsVariantRefusesBadShapesAndSerialValues) {
     const QVariantList good = IO().DataAsVariant().toList();
-    QVariantList fiveElements = good.mid(0, 5);
     QVariantList threeGPIBPorts = good;
     threeGPIBPorts[0] = good[0].toList().mid(0, 3);
     const struct {
@@ -147,18 +144,19 @@ TEST(IOconfigurationPersistence, DataAsVariantRefusesBadShapesAndSerialValues) {
         {withSerialEntry(0, {QStringLiteral("fast"), 1, 2}), nullptr},
         {withSerialEntry(0, {9600, 1}), nullptr},
         {QVariant(42), nullptr},
-        {fiveElements, nullptr},
+        {good.mid(0, 5), nullptr},
         {threeGPIBPorts, nullptr},
     };
-    for (const auto& c : cases) {
+    for (int i = 0; i < int(std::size(cases)); ++i) {
         DiagnosticsCapture capture;
         IO io;
-        EXPECT_EQ(ErrorNumberOf([&] { io.SetDataAsVariant(c.data); }), kInvalid);
+        EXPECT_EQ(ErrorNumberOf([&] { io.SetDataAsVariant(cases[i].data); }), kInvalid) << "case " << i;
         EXPECT_TRUE(capture.hasReportWith(
             {"Invalid property value.", "Function: Let DataAsVariant", "Location: CatchError"}));
-        if (c.location) {
+        if (cases[i].location) {
             EXPECT_TRUE(capture.hasReportWith({"Assertion: false", "Function: Let DataAsVariant",
-                                               QStringLiteral("Location: ") + c.location}));
+                                               QStringLiteral("Location: ") + cases[i].location}))
+                << "case " << i;
         }
     }
 
