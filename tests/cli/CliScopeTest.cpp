@@ -11,7 +11,7 @@
 namespace {
 
 CliResult sim(const QStringList& args) {
-    return RunTavrel(QStringList{QStringLiteral("--sim"), QStringLiteral("--json")} + args);
+    return RunTavrel(QStringList{"--sim", "--json"} + args);
 }
 
 QStringList csvLines(const QString& path) {
@@ -33,66 +33,56 @@ size_t colourCount(const QImage& image) {
 
 TEST(CliScope, FrontPanelKeysAndTheirRefusals) {
     for (const char* action : {"autoscale", "run", "stop", "single", "digitize"}) {
-        const CliResult r = sim({QStringLiteral("scope"), QLatin1String(action)});
+        const CliResult r = sim({"scope", action});
         ASSERT_EQ(r.exitCode, 0) << action << r.err.constData();
-        EXPECT_EQ(r.json().value(QStringLiteral("action")).toString(), QLatin1String(action));
+        EXPECT_EQ(r.json()["action"].toString(), action);
     }
     const QStringList usageErrors[] = {
-        {QStringLiteral("scope"), QStringLiteral("explode")},
-        {QStringLiteral("scope"), QStringLiteral("run"), QStringLiteral("extra")},
-        {QStringLiteral("measure"), QStringLiteral("loudness")},
-        {QStringLiteral("measure"), QStringLiteral("vpp"), QStringLiteral("--channel"), QStringLiteral("5")},
-        {QStringLiteral("waveform"), QStringLiteral("--all"), QStringLiteral("--logic")},
-        {QStringLiteral("waveform"), QStringLiteral("--points"), QStringLiteral("123")},
-        {QStringLiteral("screenshot"), QStringLiteral("s.emf"), QStringLiteral("--format"),
-         QStringLiteral("emf")},
+        {"scope", "explode"},
+        {"scope", "run", "extra"},
+        {"measure", "loudness"},
+        {"measure", "vpp", "--channel", "5"},
+        {"waveform", "--all", "--logic"},
+        {"waveform", "--points", "123"},
+        {"screenshot", "s.emf", "--format", "emf"},
     };
     for (const QStringList& args : usageErrors)
         EXPECT_EQ(sim(args).exitCode, 2) << qPrintable(args.join(u' '));
 }
 
 TEST(CliScope, MeasuresTheBenchSignals) {
-    const struct {
-        const char* channel;
-        const char* name;
-        double expected;
-        double tolerance;
-    } cases[] = {
+    const std::tuple<const char*, const char*, double, double> cases[] = {
         {"1", "frequency", 1000, 5},
         {"1", "vpp", 2.0, 0.05},
         {"2", "frequency", 2000, 10},
         {"2", "dutycycle", 25, 1},
     };
-    for (const auto& c : cases) {
-        const CliResult r = sim({QStringLiteral("measure"), QLatin1String(c.name),
-                                 QStringLiteral("--channel"), QLatin1String(c.channel)});
+    for (const auto& [channel, name, expected, tolerance] : cases) {
+        const CliResult r = sim({"measure", name, "--channel", channel});
         ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-        const QJsonValue value =
-            r.json().value(QStringLiteral("values")).toObject().value(QLatin1String(c.name));
-        EXPECT_NEAR(value.toDouble(), c.expected, c.tolerance) << c.channel << " " << c.name;
+        EXPECT_NEAR(r.json()["values"].toObject()[name].toDouble(), expected, tolerance)
+            << channel << " " << name;
     }
     // Every measurement at once, each either a number or null for "not measurable".
-    const CliResult all = sim({QStringLiteral("measure"), QStringLiteral("all")});
+    const CliResult all = sim({"measure", "all"});
     ASSERT_EQ(all.exitCode, 0);
-    EXPECT_EQ(all.json().value(QStringLiteral("values")).toObject().size(), 13);
+    EXPECT_EQ(all.json()["values"].toObject().size(), 13);
 }
 
 TEST(CliScope, WaveformWritesTablesAndPlots) {
     QTemporaryDir dir;
-    const QString csv = dir.filePath(QStringLiteral("w.csv"));
-    const QString png = dir.filePath(QStringLiteral("w.png"));
-    const CliResult r = sim({QStringLiteral("waveform"), QStringLiteral("--channel"), QStringLiteral("1"),
-                             QStringLiteral("--points"), QStringLiteral("1000"), QStringLiteral("--csv"), csv,
-                             QStringLiteral("--png"), png});
+    const QString csv = dir.filePath("w.csv");
+    const QString png = dir.filePath("w.png");
+    const CliResult r = sim({"waveform", "--channel", "1", "--points", "1000", "--csv", csv, "--png", png});
     ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    const QJsonObject trace = r.json().value(QStringLiteral("traces")).toArray().first().toObject();
-    EXPECT_EQ(trace.value(QStringLiteral("name")).toString(), QStringLiteral("CH1"));
-    EXPECT_EQ(trace.value(QStringLiteral("points")).toInt(), 1000);
-    EXPECT_LT(trace.value(QStringLiteral("start")).toDouble(), trace.value(QStringLiteral("end")).toDouble());
+    const QJsonObject trace = r.json()["traces"].toArray().first().toObject();
+    EXPECT_EQ(trace["name"].toString(), "CH1");
+    EXPECT_EQ(trace["points"].toInt(), 1000);
+    EXPECT_LT(trace["start"].toDouble(), trace["end"].toDouble());
 
     const QStringList lines = csvLines(csv);
     ASSERT_EQ(lines.size(), 1001);
-    EXPECT_EQ(lines.first(), QStringLiteral("time CH1 (s),CH1"));
+    EXPECT_EQ(lines.first(), "time CH1 (s),CH1");
     EXPECT_EQ(lines[1].split(u',').size(), 2);
 
     const QImage plot(png);
@@ -100,27 +90,24 @@ TEST(CliScope, WaveformWritesTablesAndPlots) {
     EXPECT_GT(colourCount(plot), 8u);
 
     // The logic pod: one column pair per plotted bit.
-    const CliResult logic =
-        sim({QStringLiteral("waveform"), QStringLiteral("--logic"), QStringLiteral("--points"),
-             QStringLiteral("100"), QStringLiteral("--csv"), csv});
+    const CliResult logic = sim({"waveform", "--logic", "--points", "100", "--csv", csv});
     ASSERT_EQ(logic.exitCode, 0) << logic.err.constData();
     EXPECT_EQ(csvLines(csv).first().split(u',').size(), 8);
 }
 
 TEST(CliScope, ScreenshotInEveryFormatDecodes) {
     QTemporaryDir dir;
-    const struct {
-        const char* file;
-        const char* format; // empty: the extension decides
-    } cases[] = {{"s.bmp", ""}, {"s.png", "png"}, {"s.jpg", ""}, {"shot", "gif"}, {"s.tif", "tif"}};
-    for (const auto& c : cases) {
-        QStringList args{QStringLiteral("screenshot"), dir.filePath(QLatin1String(c.file))};
-        if (*c.format) args << QStringLiteral("--format") << QLatin1String(c.format);
+    // An empty format: the extension decides.
+    const std::pair<const char*, const char*> cases[] = {
+        {"s.bmp", ""}, {"s.png", "png"}, {"s.jpg", ""}, {"shot", "gif"}, {"s.tif", "tif"}};
+    for (const auto& [file, format] : cases) {
+        QStringList args{"screenshot", dir.filePath(file)};
+        if (*format) args << "--format" << format;
         const CliResult r = sim(args);
-        ASSERT_EQ(r.exitCode, 0) << c.file << r.err.constData();
-        const QImage image(dir.filePath(QLatin1String(c.file)), *c.format ? c.format : nullptr);
-        EXPECT_FALSE(image.isNull()) << c.file;
-        EXPECT_GT(image.width(), 100) << c.file;
+        ASSERT_EQ(r.exitCode, 0) << file << r.err.constData();
+        const QImage image(dir.filePath(file), *format ? format : nullptr);
+        EXPECT_FALSE(image.isNull()) << file;
+        EXPECT_GT(image.width(), 100) << file;
     }
 }
 
