@@ -17,10 +17,9 @@ namespace {
 
 TEST(LearnString, OneBlockHoldingEveryByteValue) {
     TavrelScope scope;
-    const QByteArray longForm = ask(scope, ":SYSTem:SETup?");
-    EXPECT_EQ(ask(scope, ":syst:set?"), longForm);
-    const QByteArray data = blockData(longForm);
-    EXPECT_EQ(block(data) + '\n', longForm) << "a definite-length block and a newline, nothing else";
+    const QByteArray reply = ask(scope, ":SYSTem:SETup?");
+    const QByteArray data = blockData(reply);
+    EXPECT_EQ(block(data) + '\n', reply) << "a definite-length block and a newline, nothing else";
     EXPECT_EQ(QSet<char>(data.begin(), data.end()).size(), 256)
         << "the host must read blocks by length, not up to a newline or '#'";
 }
@@ -40,7 +39,6 @@ TEST(LearnString, RoundTripRestoresEverySubsystem) {
     EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError);
     EXPECT_EQ(scope.state(), changed);
     EXPECT_EQ(blockData(ask(scope, ":SYST:SET?")), saved);
-    EXPECT_EQ(ask(scope, ":WAV:POIN?;:TRIG:SOUR?;:TIM:REF?"), "5000;D9;RIGH\n");
 }
 
 // The sections of the first format alone: what an older scope saved.

@@ -6,7 +6,6 @@
 #include <QByteArray>
 #include <QList>
 #include <QtEndian>
-#include <memory>
 #include <vector>
 
 namespace simtest {
@@ -92,16 +91,8 @@ struct Waveform {
 
 inline Waveform wordWaveform(tavrelsim::TavrelScope& scope, const QByteArray& source,
                              const QByteArray& points = "MAX") {
-    Waveform w;
-    w.preamble =
-        Preamble::parse(ask(scope, ":WAV:SOUR " + source + ";FORM WORD;BYT LSBF;POIN " + points + ";PRE?"));
-    w.codes = words(blockData(ask(scope, ":WAV:DATA?")));
-    return w;
-}
-
-// A numeric reply.
-inline double number(tavrelsim::TavrelScope& scope, const QByteArray& query) {
-    return ask(scope, query).trimmed().toDouble();
+    const QByteArray setup = ":WAV:SOUR " + source + ";FORM WORD;BYT LSBF;POIN " + points + ";PRE?";
+    return {Preamble::parse(ask(scope, setup)), words(blockData(ask(scope, ":WAV:DATA?")))};
 }
 
 } // namespace simtest
