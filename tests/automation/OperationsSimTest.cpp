@@ -122,7 +122,7 @@ TEST_F(SimScope, RefusedSettingsRaiseTheInstrumentsError) {
     EXPECT_TRUE(scope.Utilities().ReadErrors().isEmpty()) << "each check takes its own error";
 }
 
-TEST_F(SimScope, VerticalSettingsShowInTheData) {
+TEST_F(SimScope, VerticalAndAcquisitionSettingsShowInTheData) {
     // 8 divisions fill the codes: a 2 V sine is clipped to the screen at 0.1 V/div.
     channel(Tavrel_Channel_1).SetScale(0.1);
     Stats s = acquire(Tavrel_Channel_1);
@@ -139,9 +139,8 @@ TEST_F(SimScope, VerticalSettingsShowInTheData) {
     s = acquire(Tavrel_Channel_2);
     EXPECT_NEAR(s.min, 0.0, 1e-3);
     EXPECT_NEAR(s.max, 0.0, 1e-3);
-}
 
-TEST_F(SimScope, AveragingQuietsTheNoise) {
+    // Averaging quiets the noise.
     const double single = acquire(Tavrel_Channel_4).rms;
     EXPECT_NEAR(single, 0.1, 0.02);
     scope.Acquisition().SetType(Tavrel_AcquisitionType_Average);
