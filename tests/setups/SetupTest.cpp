@@ -29,7 +29,7 @@ TEST(Setup, NameAndCommentsAreCheckedAsGivenAndTrimmedOfBlanks) {
                  {false, "two words", "two words"}};
     for (const auto& c : cases) {
         SetupTavrelScope setup;
-        setup.SetComments(QStringLiteral("old"));
+        setup.SetComments("old");
         const QString value = QString::fromUtf8(c.value);
         const auto e = ErrorOf([&] { c.name ? setup.SetName(value) : setup.SetComments(value); });
         const QString now = c.name ? setup.Name() : setup.Comments();
@@ -37,8 +37,8 @@ TEST(Setup, NameAndCommentsAreCheckedAsGivenAndTrimmedOfBlanks) {
             EXPECT_FALSE(e) << c.value;
             EXPECT_EQ(now, QString::fromUtf8(c.stored)) << c.value;
         } else {
-            expectError(e, kInvalidValue, QStringLiteral("Invalid property value."));
-            EXPECT_EQ(now, c.name ? QStringLiteral("Setup1") : QStringLiteral("old")) << c.value;
+            expectError(e, kInvalidValue, "Invalid property value.");
+            EXPECT_EQ(now, c.name ? "Setup1" : "old") << c.value;
         }
     }
 }
@@ -59,7 +59,7 @@ TEST(Setup, CompatibilityNeedsTheModelAndTheVersionOrTheWildcard) {
                  {"TV100A", "", "TV100A", "", false}};
     for (const auto& c : cases) {
         SetupTavrelScope setup;
-        fillSetup(setup, QStringLiteral("S"), QLatin1String(c.model), QLatin1String(c.version));
+        fillSetup(setup, "S", QLatin1String(c.model), QLatin1String(c.version));
         EXPECT_EQ(setup.IsLearnStringCompatible(QLatin1String(c.askModel), QLatin1String(c.askVersion)),
                   c.compatible)
             << c.model << "/" << c.version << " asked " << c.askModel << "/" << c.askVersion;
@@ -68,7 +68,7 @@ TEST(Setup, CompatibilityNeedsTheModelAndTheVersionOrTheWildcard) {
 
 TEST(Setup, PropertiesUseTheIndexedKeysAndKeepTheBytes) {
     SetupTavrelScope setup;
-    fillSetup(setup, QStringLiteral("Bench"), kModel, kVersion, allByteValues(), QStringLiteral("note"));
+    fillSetup(setup, "Bench", kModel, kVersion, allByteValues(), "note");
     MemoryPropertyBag bag;
     setup.WriteProperties(bag, 2);
     EXPECT_EQ(bag.keys(),
@@ -84,39 +84,38 @@ TEST(Setup, PropertiesUseTheIndexedKeysAndKeepTheBytes) {
     EXPECT_EQ(empty.size(), 0);
 
     // Only bytes are a learn string, although the store takes anything where the default is Empty.
-    MemoryPropertyBag text(QStringLiteral("doc.json"));
-    text.set(QStringLiteral("4LearnString"), QStringLiteral("#3abc"));
+    MemoryPropertyBag text("doc.json");
+    text.set("4LearnString", "#3abc");
     const auto e = ErrorOf([&] { restored.ReadProperties(text, 4); });
     expectError(e, kInvalidValue);
-    EXPECT_TRUE(e && e->description().contains(QStringLiteral("doc.json")) &&
-                e->description().contains("4LearnString"));
+    EXPECT_TRUE(e && e->description().contains("doc.json") && e->description().contains("4LearnString"));
 }
 
 TEST(Setup, CopyTakesEverythingButTheParentThroughTheChecks) {
     DiagnosticsCapture capture;
     SetupsTavrelScope parent;
-    SetupTavrelScope& target = parent.Add(QStringLiteral("Target"));
+    SetupTavrelScope& target = parent.Add("Target");
     SetupTavrelScope source;
-    fillSetup(source, QStringLiteral("Source"), kModel, kVersion, allByteValues(), QStringLiteral("c"));
+    fillSetup(source, "Source", kModel, kVersion, allByteValues(), "c");
     target.Copy(&source);
     EXPECT_EQ(fields(target), fields(source));
     EXPECT_EQ(target.ParentSetups(), &parent);
 
     SetupTavrelScope badName; // stored names are not checked, copied ones are
-    fillSetup(badName, QStringLiteral("a b"), kModel, kVersion);
+    fillSetup(badName, "a b", kModel, kVersion);
     expectError(ErrorOf([&] { target.Copy(&badName); }), kInvalidValue);
-    EXPECT_EQ(target.Name(), QStringLiteral("Source"));
+    EXPECT_EQ(target.Name(), "Source");
 
     expectError(ErrorOf([&] { target.Copy(nullptr); }), 91);
-    EXPECT_TRUE(capture.hasReportWith({QStringLiteral("Assertion: (Not (setupSource Is Nothing))"),
-                                       QStringLiteral("File: Setup"), QStringLiteral("Function: Copy")}));
+    EXPECT_TRUE(capture.hasReportWith(
+        {"Assertion: (Not (setupSource Is Nothing))", "File: Setup", "Function: Copy"}));
 }
 
 TEST(Setup, RefusedFilesChangeNothing) {
     QTemporaryDir dir;
     const auto path = [&](const char* name) { return dir.filePath(QLatin1String(name)); };
     SetupTavrelScope good;
-    fillSetup(good, QStringLiteral("S"), kModel, kVersion, allByteValues());
+    fillSetup(good, "S", kModel, kVersion, allByteValues());
     good.SaveToFile(path("good.scp"));
     const QString notSetup = "The selected file is not a setup file.",
                   loadError = "Error while loading from file.", invalid = "Invalid property value.";
@@ -140,16 +139,14 @@ TEST(Setup, RefusedFilesChangeNothing) {
     for (const auto& c : cases) {
         DiagnosticsCapture capture;
         SetupTavrelScope setup;
-        fillSetup(setup, QStringLiteral("Kept"), kModel, kVersion, allByteValues(), QStringLiteral("c"));
+        fillSetup(setup, "Kept", kModel, kVersion, allByteValues(), "c");
         const QStringList before = fields(setup);
         const auto e = ErrorOf([&] { setup.ReadFromFile(c.path); });
         expectError(e, c.number, c.description);
         EXPECT_EQ(e->source(), QLatin1String(c.source));
         EXPECT_EQ(fields(setup), before) << c.path.toStdString();
         if (c.number == 0x80040141u) {
-            EXPECT_TRUE(
-                capture.hasReportWith({QStringLiteral("Assertion: false"), QStringLiteral("File: Setup"),
-                                       QStringLiteral("Function: ReadFromFile")}));
+            EXPECT_TRUE(capture.hasReportWith({"Assertion: false", "File: Setup", "Function: ReadFromFile"}));
         }
     }
 }
