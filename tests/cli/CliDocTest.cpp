@@ -24,8 +24,7 @@ TEST(CliAddress, NormalizesAndGivesTheServerForm) {
         {{"normalize", "COM1::Handshake=DTR_DSR,Baud=19200"}, "COM1::Baud=19200,Handshake=DTR_DSR"},
         {{"server-form", "COM2::Baud=19200"}, "COM2::Baud=19200,Handshake=XON_XOFF"},
         {{"normalize", "COM1", "--dtr-only"}, nullptr},
-        {{"normalize", "COM4::Handshake=DTR_DSR", "--dtr-only"}, "COM4::Handshake=DTR_DSR"},
-    };
+        {{"normalize", "COM4::Handshake=DTR_DSR", "--dtr-only"}, "COM4::Handshake=DTR_DSR"}};
     for (const auto& [args, expected] : cases) {
         SCOPED_TRACE(qPrintable(args.join(u' ')));
         const CliResult r = RunTavrel(QStringList{"--json", "address"} + args);

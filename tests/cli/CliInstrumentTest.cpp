@@ -36,8 +36,7 @@ TEST(CliInstrument, IdnAndTestGiveTheIdentificationCode) {
         {"GPIB3::7::INSTR", 5, ""},
         {"COM1", 0, "CORVANE TECHNOLOGIES,"},
         {"COM2", 4, ""},
-        {"COM3", 5, ""},
-    };
+        {"COM3", 5, ""}};
     for (const auto& [address, code, replyStart] : cases) {
         const CliResult r = sim({"idn", address});
         ASSERT_EQ(r.exitCode, 0) << address << r.err.constData();
@@ -76,9 +75,7 @@ TEST(CliInstrument, SearchListsRowsInProbeOrderAndMarksTheConnectedOne) {
     const QString doc = dir.filePath("host.json");
     ASSERT_EQ(RunTavrel({"doc", "init", doc}).exitCode, 0);
     const std::tuple<const char*, const char*, int, QJsonArray> cases[] = {
-        {"Address", "COM1", 1, {"COM2"}},
-        {"ActivePortBaudRate", "19200", -1, {"COM1", "COM2"}},
-    };
+        {"Address", "COM1", 1, {"COM2"}}, {"ActivePortBaudRate", "19200", -1, {"COM1", "COM2"}}};
     for (const auto& [name, value, selected, silent] : cases) {
         ASSERT_EQ(RunTavrel({"doc", "set", doc, name, value}).exitCode, 0) << name;
         const QJsonObject found = sim({"--doc", doc, "search"}).json();

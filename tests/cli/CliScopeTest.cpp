@@ -37,26 +37,22 @@ TEST(CliScope, FrontPanelKeysAndTheirRefusals) {
         ASSERT_EQ(r.exitCode, 0) << action << r.err.constData();
         EXPECT_EQ(r.json()["action"].toString(), action);
     }
-    const QStringList usageErrors[] = {
-        {"scope", "explode"},
-        {"scope", "run", "extra"},
-        {"measure", "loudness"},
-        {"measure", "vpp", "--channel", "5"},
-        {"waveform", "--all", "--logic"},
-        {"waveform", "--points", "123"},
-        {"screenshot", "s.emf", "--format", "emf"},
-    };
+    const QStringList usageErrors[] = {{"scope", "explode"},
+                                       {"scope", "run", "extra"},
+                                       {"measure", "loudness"},
+                                       {"measure", "vpp", "--channel", "5"},
+                                       {"waveform", "--all", "--logic"},
+                                       {"waveform", "--points", "123"},
+                                       {"screenshot", "s.emf", "--format", "emf"}};
     for (const QStringList& args : usageErrors)
         EXPECT_EQ(sim(args).exitCode, 2) << qPrintable(args.join(u' '));
 }
 
 TEST(CliScope, MeasuresTheBenchSignals) {
-    const std::tuple<const char*, const char*, double, double> cases[] = {
-        {"1", "frequency", 1000, 5},
-        {"1", "vpp", 2.0, 0.05},
-        {"2", "frequency", 2000, 10},
-        {"2", "dutycycle", 25, 1},
-    };
+    const std::tuple<const char*, const char*, double, double> cases[] = {{"1", "frequency", 1000, 5},
+                                                                          {"1", "vpp", 2.0, 0.05},
+                                                                          {"2", "frequency", 2000, 10},
+                                                                          {"2", "dutycycle", 25, 1}};
     for (const auto& [channel, name, expected, tolerance] : cases) {
         const CliResult r = sim({"measure", name, "--channel", channel});
         ASSERT_EQ(r.exitCode, 0) << r.err.constData();

@@ -1,8 +1,6 @@
 #include "control/CDebug.h"
 #include "control/MessageBoxSeam.h"
-#include "hosting/MemoryPropertyBag.h"
 
-#include <QDir>
 #include <QFile>
 #include <QLocale>
 #include <QTemporaryDir>
@@ -18,25 +16,25 @@ QByteArray readFile(const QString& path) {
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-// Points the log at a directory of the test's own, keeps what reaches the host, and restores the
-// environment afterwards.
+// Points the log at a directory of the test's own and notes each delivery to the host, after "log,"
+// when the report was in the log by then.
 class CDebugTest : public ::testing::Test {
 protected:
     CDebugTest() : m_savedTmp(qgetenv("TMPDIR")) {
         qputenv("TMPDIR", QFile::encodeName(m_dir.path()));
-        // Each delivery is noted, after "log," when the report was in the log by then.
-        QObject::connect(&m_debug, &CDebug::SupportMessage, [this](const QString& m) {
-            m_order.append(log().contains(m.toUtf8()) ? "log,event" : "event");
-        });
+        QObject::connect(&m_debug, &CDebug::SupportMessage, [this](const QString& m) { note(m, "event"); });
         SetMessageBoxHandler([this](const MessageBoxRequest& r) {
-            m_order.append(log().contains(r.text.toUtf8()) ? "log,box" : "box");
             m_box = r;
-            return kMessageBoxResultOK;
+            return note(r.text, "box");
         });
     }
     ~CDebugTest() override {
         qputenv("TMPDIR", m_savedTmp);
         SetMessageBoxHandler(nullptr);
+    }
+    int note(const QString& report, const QString& kind) {
+        m_order.append(log().contains(report.toUtf8()) ? "log," + kind : kind);
+        return kMessageBoxResultOK;
     }
     QString logPath() const { return m_dir.filePath("VelScope.DBG"); }
     QByteArray log() const { return readFile(logPath()); }
@@ -50,70 +48,56 @@ protected:
 
 } // namespace
 
-TEST(CDebugFormat, Reports) {
+TEST(CDebugFormat, ReportsAndTraces) {
     const QDateTime at(QDate(2026, 3, 4), QTime(13, 5, 0));
     const QLocale l = QLocale::system();
     const QString atLine = "At: " + l.toString(at.time(), QLocale::ShortFormat) + u' ' +
-                           l.toString(at.date(), QLocale::ShortFormat);
-    const struct {
-        qint32 number;
-        QString description, cls, proc, location, expected; // "@" stands for the time line
-    } cases[] = {
+                           l.toString(at.date(), QLocale::ShortFormat) + "\r\n";
+    const std::tuple<qint32, QString, QString, QString, QString, QString> reports[] = {
         {-2147221124, "Invalid property value.", "TavrelScope", "Let CountryCode", "Case Else",
-         "Error Code: -2147221124 0x8004017C\r\nInvalid property value.\r\n@\r\n"
-         "File: TavrelScope\r\nFunction: Let CountryCode\r\nLocation: Case Else\r\n\r\n"},
-        {0, "", "", "", "", "Error Code: 0 0x0\r\n@\r\n\r\n"},
+         "Error Code: -2147221124 0x8004017C\r\nInvalid property value.\r\n" + atLine +
+             "File: TavrelScope\r\nFunction: Let CountryCode\r\nLocation: Case Else\r\n\r\n"},
+        {0, "", "", "", "", "Error Code: 0 0x0\r\n" + atLine + "\r\n"},
         {9, "", "CIOConfiguration", "", "1",
-         "Error Code: 9 0x9\r\n@\r\nFile: CIOConfiguration\r\nLocation: 1\r\n\r\n"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(CDebug::FormatReport(c.number, c.description, c.cls, c.proc, c.location, at),
-                  QString(c.expected).replace(u'@', atLine));
-}
+         "Error Code: 9 0x9\r\n" + atLine + "File: CIOConfiguration\r\nLocation: 1\r\n\r\n"}};
+    for (const auto& [number, description, cls, proc, location, expected] : reports)
+        EXPECT_EQ(CDebug::FormatReport(number, description, cls, proc, location, at), expected);
 
-TEST(CDebugFormat, Traces) {
-    const struct {
-        QString message, cls, proc, location, expected;
-    } cases[] = {
+    const std::tuple<QString, QString, QString, QString, QString> traces[] = {
         {"", "", "", "", "Trace:\r\n"},
         {"Start", "", "", "", "Trace: Start\r\n"},
         {"Start", "C", "P", "", "Trace: Start -- At: File: C; Function: P; \r\n"},
         {"", "", "", "End", "Trace: -- At: Location: End\r\n"},
-        {"x", "C", "P", "L", "Trace: x -- At: File: C; Function: P; Location: L\r\n"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(CDebug::FormatTrace(c.message, c.cls, c.proc, c.location), c.expected);
+        {"x", "C", "P", "L", "Trace: x -- At: File: C; Function: P; Location: L\r\n"}};
+    for (const auto& [message, cls, proc, location, expected] : traces)
+        EXPECT_EQ(CDebug::FormatTrace(message, cls, proc, location), expected);
 }
 
 TEST_F(CDebugTest, ModeSwitchesChooseTheOutputsAndTheirOrder) {
-    const struct {
-        qint32 mode;
-        const char* order; // one word for each of the three reports
-        bool logged;
-    } cases[] = {
+    // One word for each of the three reports; the assert switch alone delivers nothing.
+    const std::tuple<qint32, const char*, bool> cases[] = {
         {0, "", false},
-        {CDebug::AssertBit, "", false}, // the assert switch alone delivers nothing
+        {CDebug::AssertBit, "", false},
         {CDebug::EventBit, "event event event", false},
         {CDebug::MessageBoxBit, "box box box", false},
         {CDebug::MessageLogBit | CDebug::AssertBit, "", true},
         {CDebug::MessageBoxBit | CDebug::MessageLogBit | CDebug::EventBit,
-         "event log,box event log,box event log,box", true},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.mode);
+         "event log,box event log,box event log,box", true}};
+    for (const auto& [mode, order, logged] : cases) {
+        SCOPED_TRACE(mode);
         QFile::remove(logPath());
         m_order.clear();
-        m_debug.SetDebugMode(c.mode);
-        EXPECT_EQ(m_debug.DebugMode(), c.mode);
+        m_debug.SetDebugMode(mode);
+        EXPECT_EQ(m_debug.DebugMode(), mode);
         m_debug.Assert(true, "(x > 0)", "C", "P"); // holds: nothing to report
         m_debug.Assert(false, "(x > 0)", "C", "P");
         m_debug.Assert(false, {}, {}, {});
         m_debug.ReportError(7, "seven", "C", "P");
         m_debug.Trace("hello", "C"); // traces only ever go to the log
-        EXPECT_EQ(m_order.join(u' '), c.order) << qPrintable(m_order.join(u' '));
-        EXPECT_EQ(QFile::exists(logPath()), c.logged);
-        if (!c.logged) continue;
-        // Each report is followed by one more line end in the log.
+        EXPECT_EQ(m_order.join(u' '), order) << qPrintable(m_order.join(u' '));
+        EXPECT_EQ(QFile::exists(logPath()), logged);
+        if (!logged) continue;
+        // Each entry is followed by one more line end in the log.
         const QByteArray text = log();
         EXPECT_TRUE(text.startsWith("Error Code: -2147221453 0x80040033\r\nAssertion: (x > 0)\r\n"));
         EXPECT_TRUE(text.contains("\r\n\r\n\r\nError Code: -2147221453 0x80040033\r\nAssertion: \r\nAt: "));
@@ -146,7 +130,6 @@ TEST_F(CDebugTest, LogIsPrivateAndPlantedFilesAreRefusedSilently) {
     const QByteArray victimName = QFile::encodeName(victim), logName = QFile::encodeName(logPath());
     // A symbolic link, a hard link, and another user's file (which only root can make).
     for (int planted = 0; planted < (::geteuid() == 0 ? 3 : 2); ++planted) {
-        SCOPED_TRACE(planted);
         QFile::remove(logPath());
         QFile f(victim);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write("keep me") == 7);
@@ -160,9 +143,9 @@ TEST_F(CDebugTest, LogIsPrivateAndPlantedFilesAreRefusedSilently) {
         m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
         m_debug.ReportError(1, "x", "C", "P");
         m_debug.Trace("t");
-        EXPECT_EQ(m_order,
-                  QStringList{"event"}); // the event still goes out; the log failure is reported nowhere
-        EXPECT_EQ(readFile(victim), "keep me");
+        // The event still goes out; the log failure is reported nowhere.
+        EXPECT_EQ(m_order, QStringList{"event"}) << planted;
+        EXPECT_EQ(readFile(victim), "keep me") << planted;
     }
 }
 
@@ -185,24 +168,10 @@ TEST_F(CDebugTest, ConcurrentReportsGoOutWholeAndOneAtATime) {
 }
 
 TEST_F(CDebugTest, LogPathFollowsTheTemporaryDirectory) {
-    EXPECT_EQ(CDebug::LogFilePath(), QDir(m_dir.path()).filePath("VelScope.DBG"));
+    EXPECT_EQ(CDebug::LogFilePath(), logPath());
     // A directory too long for the 255-character buffer leaves the file name alone.
     qputenv("TMPDIR", QByteArray("/") + QByteArray(300, 'a'));
     EXPECT_EQ(CDebug::LogFilePath(), "VelScope.DBG");
     qunsetenv("TMPDIR");
     EXPECT_EQ(CDebug::LogFilePath(), "/tmp/VelScope.DBG");
-}
-
-TEST_F(CDebugTest, ModeKeysRoundTripThroughTheStore) {
-    m_debug.SetDebugMode(CDebug::EventBit | CDebug::AssertBit);
-    MemoryPropertyBag bag;
-    m_debug.WriteProperties(bag);
-    EXPECT_EQ(bag.keys(), (QStringList{"DebugEnableEvent", "DebugAssert"}));
-    CDebug restored;
-    restored.SetDebugMode(CDebug::MessageLogBit);
-    restored.ReadProperties(bag);
-    EXPECT_EQ(restored.DebugMode(), CDebug::EventBit | CDebug::AssertBit);
-    MemoryPropertyBag empty;
-    restored.ReadProperties(empty);
-    EXPECT_EQ(restored.DebugMode(), 0);
 }

@@ -8,26 +8,19 @@
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace {
 
-// Selects a locale for the language check and puts the previous one back afterwards.
-class LocaleScope {
-public:
-    explicit LocaleScope(const char* locale) : m_saved(qgetenv("LC_ALL")) { qputenv("LC_ALL", locale); }
-    ~LocaleScope() { qputenv("LC_ALL", m_saved); }
-
-private:
-    QByteArray m_saved;
-};
-
 class TavrelScopeTest : public ::testing::Test {
 protected:
-    // Help files are installed into a folder of the test's own.
-    TavrelScopeTest() { SetComponentFolder(m_folder.path()); }
+    // Help files are installed into a folder of the test's own; the locale the language check sees
+    // is put back afterwards.
+    TavrelScopeTest() : m_savedLocale(qgetenv("LC_ALL")) { SetComponentFolder(m_folder.path()); }
     ~TavrelScopeTest() override {
+        qputenv("LC_ALL", m_savedLocale);
         SetComponentFolder(QString());
         SetStringOffset(0);
         SetPropertyPagesHandler(nullptr);
@@ -42,6 +35,7 @@ protected:
         QFile f(QDir(m_folder.path()).filePath(name));
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     }
+    QByteArray m_savedLocale;
     QTemporaryDir m_folder;
     QStringList m_reports;
 };
@@ -55,17 +49,15 @@ TEST_F(TavrelScopeTest, DefaultsOfANewControlAndOfAnEmptyStore) {
     EXPECT_EQ(control.SearchCriteria().toInt(), 0);
     // A new control takes its font size from string 103 and logs its reports; a store without the
     // keys gives the stored defaults instead.
-    const struct {
-        const char* what;
-        int fontSize, supportMessageMode;
-    } cases[] = {{"new control", 9, CDebug::MessageLogBit}, {"empty store", 8, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    const std::tuple<const char*, int, int> cases[] = {{"new control", 9, CDebug::MessageLogBit},
+                                                       {"empty store", 8, 0}};
+    for (const auto& [what, fontSize, supportMessageMode] : cases) {
+        SCOPED_TRACE(what);
         EXPECT_EQ(control.Address(), "GPIB0::7::INSTR");
         EXPECT_EQ(control.CountryCode(), 1);
         EXPECT_EQ(control.FontName(), "MS Sans Serif");
-        EXPECT_EQ(control.FontSize(), c.fontSize);
-        EXPECT_EQ(control.SupportMessageMode(), c.supportMessageMode);
+        EXPECT_EQ(control.FontSize(), fontSize);
+        EXPECT_EQ(control.SupportMessageMode(), supportMessageMode);
         control.SetAddress("COM2");
         control.SetCountryCode(39);
         MemoryPropertyBag empty;
@@ -83,13 +75,13 @@ TEST_F(TavrelScopeTest, WritesItsKeysInOrderAndReadsThemBack) {
     control.SetDontShowSetupIOConfigurationWarning(true);
     control.SetLastIOHandshakeAddress("COM1");
     control.SetInitialSearchMode(true);
-    control.SetSupportMessageMode(4);
+    control.SetSupportMessageMode(CDebug::EventBit | CDebug::AssertBit);
     MemoryPropertyBag bag;
     control.WriteProperties(bag);
     EXPECT_EQ(bag.keys().mid(0, 8), (QStringList{"CountryCode", "Address", "FontName", "FontSize",
                                                  "DebugEnabled", "DontShowSetupIOConfigurationWarning",
                                                  "LastIOHandshakeAddress", "InitialSearchMode"}));
-    EXPECT_EQ(bag.keys().last(), "DebugEnableEvent");
+    EXPECT_EQ(bag.keys().mid(bag.size() - 2), (QStringList{"DebugEnableEvent", "DebugAssert"}));
     EXPECT_TRUE(bag.contains("SearchCriteria"));
 
     // The stored font survives the language's own font; a restored control writes the same store.
@@ -104,53 +96,40 @@ TEST_F(TavrelScopeTest, WritesItsKeysInOrderAndReadsThemBack) {
         EXPECT_TRUE(PropertyValuesEqual(again.value(key), bag.value(key))) << qPrintable(key);
 }
 
-TEST_F(TavrelScopeTest, CountryCodeSelectsLanguageOffsetAndFonts) {
-    LocaleScope locale("C.UTF-8");
-    const struct {
-        int code, offset;
-    } cases[] = {{1, 0}, {33, 1000}, {34, 2000}, {39, 3000}, {49, 4000}, {81, 5000}, {82, 6000}, {886, 7000}};
+TEST_F(TavrelScopeTest, CountryCodeSelectsTheLanguageOrIsRefused) {
+    qputenv("LC_ALL", "C.UTF-8");
     TavrelScope control;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.code);
-        control.SetCountryCode(c.code);
-        EXPECT_EQ(control.CountryCode(), c.code);
-        EXPECT_EQ(StringOffset(), c.offset);
-        EXPECT_EQ(control.FontName(), "MS Sans Serif");
-        EXPECT_EQ(control.FontSize(), c.code == 81 ? 14 : 9);
+    const std::pair<int, int> offsets[] = {{1, 0},     {33, 1000}, {34, 2000}, {39, 3000},
+                                           {49, 4000}, {81, 5000}, {82, 6000}, {886, 7000}};
+    for (const auto& [code, offset] : offsets) {
+        control.SetCountryCode(code);
+        EXPECT_EQ(control.CountryCode(), code);
+        EXPECT_EQ(StringOffset(), offset) << code;
+        EXPECT_EQ(control.FontName(), "MS Sans Serif") << code;
+        EXPECT_EQ(control.FontSize(), code == 81 ? 14 : 9) << code;
     }
-}
 
-TEST_F(TavrelScopeTest, RefusedCountryCodesChangeNothing) {
-    LocaleScope locale("C"); // one byte a character: the Asian languages cannot be shown
-    TavrelScope control;
+    qputenv("LC_ALL", "C"); // one byte a character: the Asian languages cannot be shown
     control.SetCountryCode(33);
     watch(control);
-    const struct {
-        int code, text;
-        const char* location;
-    } cases[] = {{0, 106, "Case Else"},
-                 {2, 106, "Case Else"},
-                 {44, 106, "Case Else"},
-                 {-1, 106, "Case Else"},
-                 {81, 107, "Case Tavrel_Language_Japanese"},
-                 {82, 107, "Case Tavrel_Language_Korean"},
-                 {886, 107, "Case Tavrel_Language_Taiwanese"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.code);
+    // Unknown codes are refused with text 106, the Asian languages with 107 and a help context.
+    const QHash<int, QString> asian = {{81, "Japanese"}, {82, "Korean"}, {886, "Taiwanese"}};
+    for (int code : {0, 2, 44, -1, 81, 82, 886}) {
+        const int text = asian.contains(code) ? 107 : 106;
+        const QString location = asian.contains(code) ? "Case Tavrel_Language_" + asian[code] : "Case Else";
+        SCOPED_TRACE(code);
         m_reports.clear();
-        const std::optional<TavrelError> e = ErrorOf([&] { control.SetCountryCode(c.code); });
+        const std::optional<TavrelError> e = ErrorOf([&] { control.SetCountryCode(code); });
         ASSERT_TRUE(e);
         EXPECT_EQ(e->number(), static_cast<qint32>(0x8004017Cu));
-        if (c.text == 107) {
-            EXPECT_EQ(e->helpContext(), 1004);
-        }
-        EXPECT_EQ(e->description(), LoadResString(1000 + c.text)); // in the language that stays selected
+        EXPECT_TRUE(text == 106 || e->helpContext() == 1004) << e->helpContext();
+        EXPECT_EQ(e->description(), LoadResString(1000 + text)); // in the language that stays selected
         EXPECT_EQ(e->source(), LoadResString(1104));
         EXPECT_EQ(control.CountryCode(), 33);
         EXPECT_EQ(StringOffset(), 1000);
         ASSERT_FALSE(m_reports.isEmpty());
         EXPECT_TRUE(m_reports.first().contains("Assertion: False\r\n"));
-        EXPECT_TRUE(m_reports.first().contains(QStringLiteral("Location: %1\r\n").arg(c.location)));
+        EXPECT_TRUE(m_reports.first().contains("Location: " + location + "\r\n"));
     }
 }
 
@@ -179,19 +158,14 @@ TEST_F(TavrelScopeTest, ShowPropertyPagesSelectsPagesAndStartPage) {
     QList<QPair<QStringList, int>> shown;
     SetPropertyPagesHandler([&](const QStringList& pages, int start) { shown.append({pages, start}); });
     const QStringList all = {"TavrelPPSrchIO", "TavrelPPSrchCri", "TavrelPPSetIO", "TavrelPPSetup"};
-    const struct {
-        int pages;
-        QStringList expected;
-        int start;
-    } cases[] = {{0, all, -1}, {1, all, 3}, {2, all.mid(0, 2), -1}, {3, all, 2}};
+    const std::tuple<int, QStringList, int> cases[] = {
+        {0, all, -1}, {1, all, 3}, {2, all.mid(0, 2), -1}, {3, all, 2}};
     TavrelScope control;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.pages);
+    for (const auto& [pages, expected, start] : cases) {
+        SCOPED_TRACE(pages);
         shown.clear();
-        control.ShowPropertyPages(c.pages);
-        ASSERT_EQ(shown.size(), 1);
-        EXPECT_EQ(shown[0].first, c.expected);
-        EXPECT_EQ(shown[0].second, c.start);
+        control.ShowPropertyPages(pages);
+        EXPECT_EQ(shown, (QList<QPair<QStringList, int>>{{expected, start}}));
         EXPECT_EQ(control.PropertyPageList(), all + QStringList{QString()}) << "all four stay registered";
     }
     for (int bad : {-1, 4}) {
