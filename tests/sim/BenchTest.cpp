@@ -18,7 +18,6 @@ TEST(DefaultBench, EveryAddressBehavesAsListed) {
     EXPECT_EQ(bench->gpibBoards(), QList<int>({0, 1}));
     EXPECT_EQ(bench->gpibAddresses(0), QList<int>({3, 7, 12, 22}));
     EXPECT_EQ(bench->comPorts(), QList<int>({1, 2}));
-    EXPECT_EQ(bench->placements().last().serial, (SimSerialSettings{9600, 1, 8, 1, 2}));
     EXPECT_EQ(query(*bench->openGpib(0, 7), "*IDN?"), "CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02\n");
     EXPECT_TRUE(query(*bench->openGpib(0, 12), "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV200B,"));
     EXPECT_EQ(query(*bench->openGpib(0, 3), "*IDN?"), "HP3478A\n");
@@ -44,7 +43,6 @@ TEST(BenchFile, LoadsFromFileAndNamesAnUnreadableOne) {
                "parity": "even", "data_bits": 7, "stop_bits": 2, "handshake": "dtr_dsr"}}]})");
     f.close();
     auto bench = SimBench::fromFile(f.fileName());
-    EXPECT_TRUE(bench->gpibBoards().isEmpty());
     ASSERT_EQ(bench->placements().size(), 1);
     auto ep = bench->openCom(3);
     ep->setSerialSettings({57600, 3, 7, 2, 4});

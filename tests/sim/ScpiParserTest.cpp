@@ -27,25 +27,24 @@ TEST(ScopeParser, FormsPathsAndSettingsReadBack) {
         {":CHAN1:SCAL 2;:TIM:SCAL 1e-6", ":TIM:SCAL?;:CHAN1:SCAL?", "+1.000000E-06;+2.000000E+00\n"},
         {":CHAN1:PROB 20;PROB:MODE AUTO", ":CHAN1:PROB?;PROB:MODE?", "+2.000000E+01;AUTO\n"},
         {":CHAN:SCAL 0.1", ":CHAN1:SCAL?", "+1.000000E-01\n"},
-        {"*ESE 36;*SRE 16", "*ESE?;*SRE?;*OPC?;*TST?;:SYST:VERS?", "36;16;1;0;1999.0\n"},
-        {"", ":SYST:ERR:NEXT?", NoError},
+        {"*ESE 36;*SRE 16", "*ESE?;*SRE?;*OPC?;*TST?;:SYST:VERS?;ERR:NEXT?",
+         "36;16;1;0;1999.0;0,\"No error\"\n"},
         {";;", "*OPC?\r", "1\n"},
         {":CHANnel3:PROBe 100;:CHAN4:PROB MAX", ":chan3:prob?;:CHAN4:PROB?", "+1.000000E+02;+1.000000E+02\n"},
         {":TIM:MODE xy;REFerence RIGHT", ":TIMebase:MODE?;REF?", "XY;RIGH\n"},
         {":TIM:MODE DELayed;:ACQ:TYPE glitch", ":TIM:MODE?;:ACQ:TYPE?", "DEL;GLIT\n"},
         {":ACQ:COUN 256;POIN MIN", ":ACQuire:COUNt?;POIN?", "256;100\n"},
         {":TRIG:MODE AUTolevel;SOURce external", ":TRIG:MODE?;SOUR?", "AUT;EXT\n"},
-        {":TRIG:SOUR D15", ":TRIG:SOUR?", "D15\n"},
         {":TRIG:SOUR d0;LEV -0.25", ":TRIG:SOUR?;LEV?", "D0;-2.500000E-01\n"},
         {":MEAS:SOUR CHANnel4;:POD2:DISP ON", ":MEAS:SOUR?;:POD2:DISP?;:POD1:DISP?", "CHAN4;1;0\n"},
-        {":POD1:THR -3.5", ":POD1:THR?;:POD2:THR?", "-3.500000E+00;+1.400000E+00\n"},
+        {":TRIG:SOUR D15;:POD1:THR -3.5", ":TRIG:SOUR?;:POD1:THR?;:POD2:THR?",
+         "D15;-3.500000E+00;+1.400000E+00\n"},
         {":WAV:SOUR LOGic;FORM ASCii;BYT MSBF", ":WAV:SOUR?;FORM?;BYT?", "LOG;ASC;MSBF\n"},
         {":WAV:SOUR CHAN;POIN MAX", ":WAV:SOUR?;POIN?", "CHAN1;1000000\n"},
-        {":ACQ:POIN 500;:WAV:POIN 2000", ":WAV:POIN?", "500\n"},
-        {":ACQ:POIN 1500;:WAV:POIN 1000", ":WAV:POIN?", "750\n"}, // every second sample
-        {":TRAC3:DISP ON;:STOP;:RUN", ":TRAC3:DISP?;:TRAC1:DISP?;:RSTate?", "1;0;RUN\n"},
-        {":SINGle", ":OPER:COND?", "STOP\n"},
-        {":DIG CHAN1,POD2,CHANnel4", ":RST?", "STOP\n"}};
+        {":ACQ:POIN 500;:WAV:POIN 2000;:SINGle", ":WAV:POIN?;:OPER:COND?", "500;STOP\n"},
+        {":ACQ:POIN 1500;:WAV:POIN 1000;:DIG CHAN1,POD2,CHANnel4", ":WAV:POIN?;:RST?",
+         "750;STOP\n"}, // every 2nd
+        {":TRAC3:DISP ON;:STOP;:RUN", ":TRAC3:DISP?;:TRAC1:DISP?;:RSTate?", "1;0;RUN\n"}};
     for (const auto& c : cases) {
         TavrelScope scope;
         ask(scope, c.setup);
@@ -141,7 +140,6 @@ TEST(ScopeStatus, ResetRestoresEverySubsystemDefault) {
     ask(scope, ":CHAN1:PROB 10;PROB:MODE MAN;:TIM:MODE ROLL;REF LEFT;:ACQ:TYPE PEAK;COUN 4;POIN 1000;"
                ":TRIG:MODE NORM;SOUR D3;LEV 1;SLOP NEG;COUP AC;:MEAS:SOUR CHAN2;:POD1:DISP 1;THR 2;"
                ":WAV:SOUR POD1;FORM WORD;BYT MSBF;POIN 100;:TRAC1:DISP 1;:STOP");
-    EXPECT_EQ(ask(scope, ":SYST:ERR?"), NoError);
     ASSERT_NE(ask(scope, queries), defaults);
     ask(scope, "*RST");
     EXPECT_EQ(ask(scope, queries), defaults);
@@ -155,7 +153,6 @@ TEST(ScpiFramer, CutsMessagesWhereTheyEnd) {
     } cases[] = {{{"A\nB\n"}, false, {"A", "B"}},
                  {{"A", "B\n"}, false, {"AB"}},
                  {{"*IDN?"}, true, {"*IDN?"}},
-                 {{"*IDN?\n"}, true, {"*IDN?"}},
                  {{"X #15ab\ncd\n"}, false, {"X #15ab\ncd"}},
                  {{"X #", "2", "0", "5a\nb", "cd", "e\nY\n"}, false, {"X #205a\nbcde", "Y"}},
                  {{"X #210abc"}, true, {"X #210abc"}}, // cut short by END

@@ -96,8 +96,6 @@ TEST_F(TavrelSim, AnnouncesEveryEndpointOfTheDefaultBench) {
                            "GPIB0::12::INSTR TV200B tcp 127.0.0.1:PORT",
                            "GPIB0::22::INSTR silent tcp 127.0.0.1:PORT", "COM1 TV100A tcp 127.0.0.1:PORT",
                            "COM1 TV100A pty PTS DIR/COM1", "COM2 none pty PTS DIR/COM2"}));
-    for (const char* com : {"COM1", "COM2"})
-        EXPECT_EQ(QFileInfo(links.filePath(com)).symLinkTarget(), sim.pty.value(com));
 }
 
 TEST_F(TavrelSim, TcpCarriesBlocksWithNewlinesAndWholeRecords) {
@@ -115,18 +113,6 @@ TEST_F(TavrelSim, TcpCarriesBlocksWithNewlinesAndWholeRecords) {
     ASSERT_EQ(reply.size(), 9 + 2000000 + 1);
     EXPECT_TRUE(reply.startsWith("#72000000") && reply.endsWith('\n'));
     EXPECT_EQ(ask(s, ":RUN;:SYST:ERR?"), "0,\"No error\"\n");
-}
-
-TEST_F(TavrelSim, StateOutlivesTheClient) {
-    {
-        QTcpSocket first;
-        ASSERT_TRUE(connect(first, sim.port("GPIB0::12::INSTR")));
-        EXPECT_EQ(ask(first, ":CHAN3:SCAL 4;SCAL?"), "+4.000000E+00\n");
-    }
-    QTcpSocket second;
-    ASSERT_TRUE(connect(second, sim.port("GPIB0::12::INSTR")));
-    EXPECT_EQ(ask(second, ":CHAN3:SCAL?"), "+4.000000E+00\n");
-    EXPECT_TRUE(ask(second, "*IDN?").startsWith("CORVANE TECHNOLOGIES,TV200B,"));
 }
 
 // Opens a pty as a host opens a serial port: raw, with the given speed, 8N1, XON/XOFF; sends the
@@ -166,20 +152,15 @@ TEST_F(TavrelSim, PtyAnswersOnlyAHostWithTheInstrumentsSettings) {
     EXPECT_EQ(serialQuery(sim.pty.value("COM2"), B9600, "*IDN?\n", 300), QByteArray()) << "nothing on COM2";
 }
 
-TEST(TavrelSimProcess, RefusesABadBenchFileNamingIt) {
+TEST(TavrelSimProcess, BadBenchPortBaseFaultsAndCleanShutdown) {
     QTemporaryDir dir;
-    const QString path = writeFile(dir, "broken.json", R"({"gpib": [{"board": 9}]})");
-    QProcess p;
-    p.start(Binary, {"--bench", path});
-    ASSERT_TRUE(p.waitForFinished(10000));
-    EXPECT_EQ(p.exitCode(), 1);
-    const QString err = QString::fromUtf8(p.readAllStandardError());
-    EXPECT_TRUE(err.contains(path) && err.contains("gpib[0]")) << err.toStdString();
-    EXPECT_FALSE(p.readAllStandardOutput().contains("ready"));
-}
-
-TEST(TavrelSimProcess, PortBaseFaultsAndCleanShutdown) {
-    QTemporaryDir dir;
+    const QString broken = writeFile(dir, "broken.json", R"({"gpib": [{"board": 9}]})");
+    SimProcess refused;
+    EXPECT_FALSE(refused.start({"--bench", broken})) << "no ready line";
+    refused.process.waitForFinished(10000);
+    EXPECT_EQ(refused.process.exitCode(), 1);
+    const QString err = QString::fromUtf8(refused.process.readAllStandardError());
+    EXPECT_TRUE(err.contains(broken) && err.contains("gpib[0]")) << err.toStdString();
     const QString bench = writeFile(dir, "faulty.json", R"({"gpib": [{"board": 2, "devices": [
                  {"address": 1, "kind": "tavrel", "model": "TV300C", "faults": {"drop_after_bytes": 6}},
                  {"address": 2, "kind": "tavrel", "faults": {"truncate_blocks": 3}}]}],
