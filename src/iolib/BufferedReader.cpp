@@ -1,6 +1,7 @@
 #include "iolib/BufferedReader.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace CorvaneIOUtilsLib {
 
@@ -104,10 +105,10 @@ bool BufferedReader::nextIsBlock(int timeoutMs) {
     QDeadlineTimer deadline(timeoutMs);
     // Leading white space (a stray line end) says nothing yet; the first other byte decides.
     for (;;) {
-        while (buffered() > 0 && (m_buffer.at(m_pos) == '\r' || m_buffer.at(m_pos) == '\n') && endOffset() != 0)
+        while (buffered() > 0 && (m_buffer.at(m_pos) == '\r' || m_buffer.at(m_pos) == '\n') &&
+               endOffset() != 0)
             consume(1);
-        if (buffered() > 0)
-            return m_buffer.at(m_pos) == '#';
+        if (buffered() > 0) return m_buffer.at(m_pos) == '#';
         switch (ensure(1, kLineChunk, deadline, timeoutMs)) {
         case Need::Ready:
         case Need::Ended:
@@ -179,6 +180,46 @@ QByteArray BufferedReader::readBytes(qsizetype count, int timeoutMs) {
         break;
     }
     fail(IOError::Dropped, QStringLiteral("the connection went away during a read of %1 bytes").arg(count));
+}
+
+void BufferedReader::readInto(char* out, qsizetype count, int timeoutMs) {
+    if (count < 0) fail(IOError::Unsupported, QStringLiteral("cannot read %1 bytes").arg(count));
+    if (count == 0) return;
+    qsizetype got = std::min(buffered(), count);
+    const qsizetype end = endOffset();
+    if (end >= 0 && end < count - 1) {
+        consume(end + 1);
+        fail(IOError::Truncated,
+             QStringLiteral("the message ended after %1 of %2 bytes").arg(end + 1).arg(count));
+    }
+    std::memcpy(out, m_buffer.constData() + m_pos, static_cast<size_t>(got));
+    consume(got);
+    QDeadlineTimer deadline(timeoutMs);
+    while (got < count) {
+        if (m_dropped) break;
+        const int remaining = static_cast<int>(std::max<qint64>(0, deadline.remainingTime()));
+        const ReadCount read = m_transport.readInto(out + got, count - got, remaining);
+        got += read.count;
+        if (read.count > 0) {
+            if (read.end && got < count)
+                fail(IOError::Truncated,
+                     QStringLiteral("the message ended after %1 of %2 bytes").arg(got).arg(count));
+            m_dropped = read.status == ReadChunk::Dropped;
+            deadline.setRemainingTime(timeoutMs);
+            continue;
+        }
+        if (read.status == ReadChunk::Dropped) break;
+        if (read.status == ReadChunk::Timeout || deadline.hasExpired()) {
+            if (got == 0) fail(IOError::Timeout, QStringLiteral("no reply within %1 ms").arg(timeoutMs));
+            fail(IOError::Truncated, QStringLiteral("only %1 of %2 bytes arrived, then nothing for %3 ms")
+                                         .arg(got)
+                                         .arg(count)
+                                         .arg(timeoutMs));
+        }
+    }
+    if (got < count)
+        fail(IOError::Dropped,
+             QStringLiteral("the connection went away during a read of %1 bytes").arg(count));
 }
 
 QByteArray BufferedReader::readBlock(int timeoutMs, QByteArray* header) {

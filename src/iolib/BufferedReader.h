@@ -27,6 +27,9 @@ public:
     QByteArray readLine(int timeoutMs);
     // Exactly count bytes; fewer is an error (Timeout when nothing came, Truncated otherwise).
     QByteArray readBytes(qsizetype count, int timeoutMs);
+    // The same into the caller's memory, with the same errors; what is not yet buffered goes from the
+    // bus straight to out. On an error out holds an unspecified part of what arrived.
+    void readInto(char* out, qsizetype count, int timeoutMs);
     // An IEEE 488.2 block: "#" N digits, an N-digit length and the data; "#0" data up to END.
     // The header as it arrived ("#3123", "#0") goes to *header when asked for.
     QByteArray readBlock(int timeoutMs, QByteArray* header = nullptr);

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <cstring>
 
 namespace CorvaneIOUtilsLib {
 
@@ -33,6 +34,11 @@ public:
     virtual QString ReadString(const QString& format = QStringLiteral("K")) = 0;
     // Exactly count bytes.
     virtual QByteArray ReadBytes(qsizetype count) = 0;
+    // The same into the caller's memory (count bytes at out), for transfers too large to copy twice.
+    virtual void ReadBytesInto(char* out, qsizetype count) {
+        const QByteArray bytes = ReadBytes(count);
+        std::memcpy(out, bytes.constData(), static_cast<size_t>(bytes.size()));
+    }
     // An IEEE 488.2 definite-length block ("#3123...") or, on GPIB, an indefinite one ("#0...").
     virtual QByteArray ReadIEEEBlock() = 0;
     // The same block exactly as it arrived: its header followed by the data.

@@ -48,6 +48,10 @@ public:
         transport();
         return m_reader.readBytes(count, m_timeoutMs);
     }
+    void ReadBytesInto(char* out, qsizetype count) override {
+        transport();
+        m_reader.readInto(out, count, m_timeoutMs);
+    }
     QByteArray ReadIEEEBlock() override {
         transport();
         return m_reader.readBlock(m_timeoutMs);

@@ -175,6 +175,7 @@ struct BytesCase {
     std::optional<IOError::Kind> error;
     QByteArray data;
     QByteArray rest; // what a following read of its size gives
+    QByteArray line; // a reply line read first, leaving the rest of its arrival buffered
 };
 
 class ReadBytes : public ::testing::TestWithParam<BytesCase> {};
@@ -183,24 +184,67 @@ TEST_P(ReadBytes, GivesExactlyTheCountOrAnError) {
     const BytesCase& c = GetParam();
     ScriptedTransport transport(c.hasEnd, c.script);
     BufferedReader reader(transport, QStringLiteral("TEST0"));
+    if (!c.line.isEmpty()) {
+        ASSERT_EQ(reader.readLine(kTimeoutMs), c.line);
+    }
     QByteArray data;
     EXPECT_EQ(errorOf([&] { data = reader.readBytes(c.count, kTimeoutMs); }), c.error);
     EXPECT_EQ(data, c.data);
     EXPECT_EQ(reader.readBytes(c.rest.size(), kTimeoutMs), c.rest);
 }
 
+// Reading into the caller's memory takes what is buffered, then the bus, and fails as readBytes does.
+TEST_P(ReadBytes, IntoTheCallersMemoryLikewise) {
+    const BytesCase& c = GetParam();
+    ScriptedTransport transport(c.hasEnd, c.script);
+    BufferedReader reader(transport, QStringLiteral("TEST0"));
+    if (!c.line.isEmpty()) {
+        ASSERT_EQ(reader.readLine(kTimeoutMs), c.line);
+    }
+    QByteArray data(c.count, '?');
+    EXPECT_EQ(errorOf([&] { reader.readInto(data.data(), c.count, kTimeoutMs); }), c.error);
+    if (!c.error) {
+        EXPECT_EQ(data, c.data);
+    }
+    EXPECT_EQ(reader.readBytes(c.rest.size(), kTimeoutMs), c.rest);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Cases, ReadBytes,
     ::testing::Values(
-        BytesCase{"Exact", kSerial, {Arrive("abcdef")}, 4, {}, "abcd", "ef"},
-        BytesCase{"AcrossArrivals", kSerial, {Arrive("a"), Arrive("b\n"), Arrive("cd")}, 4, {}, "ab\nc", "d"},
-        BytesCase{"EndOnTheLastByte", kGpib, {ArriveEnd("abcd"), ArriveEnd("ef")}, 4, {}, "abcd", "ef"},
+        BytesCase{"Exact", kSerial, {Arrive("abcdef")}, 4, {}, "abcd", "ef", {}},
         BytesCase{
-            "EndTooEarly", kGpib, {ArriveEnd("ab"), ArriveEnd("cdef")}, 4, IOError::Truncated, {}, "cd"},
+            "AcrossArrivals", kSerial, {Arrive("a"), Arrive("b\n"), Arrive("cd")}, 4, {}, "ab\nc", "d", {}},
+        BytesCase{"EndOnTheLastByte", kGpib, {ArriveEnd("abcd"), ArriveEnd("ef")}, 4, {}, "abcd", "ef", {}},
         BytesCase{
-            "StopsShort", kSerial, {Arrive("ab"), Stall(), Arrive("xy")}, 4, IOError::Truncated, {}, "xy"},
-        BytesCase{"NothingArrives", kSerial, {}, 1, IOError::Timeout, {}, ""},
-        BytesCase{"ConnectionDrops", kSerial, {Arrive("ab"), Drop()}, 4, IOError::Dropped, {}, ""}),
+            "EndTooEarly", kGpib, {ArriveEnd("ab"), ArriveEnd("cdef")}, 4, IOError::Truncated, {}, "cd", {}},
+        BytesCase{"StopsShort",
+                  kSerial,
+                  {Arrive("ab"), Stall(), Arrive("xy")},
+                  4,
+                  IOError::Truncated,
+                  {},
+                  "xy",
+                  {}},
+        BytesCase{"NothingArrives", kSerial, {}, 1, IOError::Timeout, {}, "", {}},
+        BytesCase{"ConnectionDrops", kSerial, {Arrive("ab"), Drop()}, 4, IOError::Dropped, {}, "", {}},
+        BytesCase{"BufferedThenBus",
+                  kSerial,
+                  {Arrive("line\nab"), Arrive("cd"), Arrive("ef")},
+                  4,
+                  {},
+                  "abcd",
+                  "ef",
+                  "line"},
+        BytesCase{"AllBuffered", kSerial, {Arrive("line\nabcdef")}, 4, {}, "abcd", "ef", "line"},
+        BytesCase{"EndInWhatIsBuffered",
+                  kGpib,
+                  {ArriveEnd("line\nab"), ArriveEnd("cd")},
+                  4,
+                  IOError::Truncated,
+                  {},
+                  "cd",
+                  "line"}),
     caseName<BytesCase>);
 
 } // namespace
