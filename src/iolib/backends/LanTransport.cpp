@@ -5,6 +5,13 @@
 #include <QDeadlineTimer>
 #include <QTcpSocket>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#ifdef Q_OS_UNIX
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#endif
 
 namespace CorvaneIOUtilsLib {
 
@@ -55,7 +62,7 @@ void LanTransport::write(const QByteArray& bytes, int timeoutMs) {
     }
 }
 
-ReadChunk LanTransport::read(qsizetype maxBytes, int timeoutMs) {
+ReadChunk LanTransport::readBuffered(qsizetype maxBytes, int timeoutMs) {
     ReadChunk chunk;
     if (m_socket->bytesAvailable() == 0) {
         if (m_socket->state() != QAbstractSocket::ConnectedState) {
@@ -71,8 +78,92 @@ ReadChunk LanTransport::read(qsizetype maxBytes, int timeoutMs) {
             chunk.status = ReadChunk::Ok;
         }
     }
-    chunk.data = m_socket->read(std::clamp<qsizetype>(maxBytes, 1, kMaxRead));
+    chunk.data = m_socket->read(maxBytes);
     return chunk;
+}
+
+// QTcpSocket takes in everything that has arrived whenever it reads: in a block transfer that is a
+// copy of megabytes into a new buffer, read a second time out of it. So while its buffer is empty
+// the socket is read directly, just the bytes asked for. Its end or a failure is left to QTcpSocket,
+// which finds the same and reports it.
+LanTransport::Direct LanTransport::waitDirect(int timeoutMs, qsizetype& available) {
+#ifdef Q_OS_UNIX
+    const int fd = static_cast<int>(m_socket->socketDescriptor());
+    if (fd < 0 || m_socket->bytesAvailable() > 0 || m_socket->state() != QAbstractSocket::ConnectedState)
+        return Direct::Unavailable;
+    QDeadlineTimer deadline(timeoutMs);
+    for (;;) {
+        int queued = 0;
+        if (::ioctl(fd, FIONREAD, &queued) != 0) return Direct::Unavailable;
+        if (queued > 0) {
+            available = queued;
+            return Direct::Ready;
+        }
+        pollfd readable{fd, POLLIN, 0};
+        const int ready =
+            ::poll(&readable, 1, static_cast<int>(std::max<qint64>(0, deadline.remainingTime())));
+        if (ready == 0) return Direct::Timeout;
+        if (ready < 0 && errno != EINTR) return Direct::Unavailable;
+        // Readable with nothing queued: the peer has closed.
+        if (ready > 0 && ::ioctl(fd, FIONREAD, &queued) == 0 && queued == 0) return Direct::Unavailable;
+    }
+#else
+    Q_UNUSED(timeoutMs);
+    Q_UNUSED(available);
+    return Direct::Unavailable;
+#endif
+}
+
+qsizetype LanTransport::receive(char* out, qsizetype maxBytes) {
+#ifdef Q_OS_UNIX
+    const int fd = static_cast<int>(m_socket->socketDescriptor());
+    for (;;) {
+        const ssize_t got = ::recv(fd, out, static_cast<size_t>(maxBytes), MSG_DONTWAIT);
+        if (got >= 0 || errno != EINTR) return std::max<qsizetype>(got, 0);
+    }
+#else
+    Q_UNUSED(out);
+    Q_UNUSED(maxBytes);
+    return 0;
+#endif
+}
+
+ReadChunk LanTransport::read(qsizetype maxBytes, int timeoutMs) {
+    maxBytes = std::clamp<qsizetype>(maxBytes, 1, kMaxRead);
+    qsizetype available = 0;
+    switch (waitDirect(timeoutMs, available)) {
+    case Direct::Ready: {
+        QByteArray data(std::min(maxBytes, available), Qt::Uninitialized);
+        if (const qsizetype got = receive(data.data(), data.size()); got > 0) {
+            data.truncate(got);
+            return {data, false, ReadChunk::Ok};
+        }
+        break;
+    }
+    case Direct::Timeout:
+        return {{}, false, ReadChunk::Timeout};
+    case Direct::Unavailable:
+        break;
+    }
+    return readBuffered(maxBytes, timeoutMs);
+}
+
+ReadCount LanTransport::readInto(char* out, qsizetype maxBytes, int timeoutMs) {
+    maxBytes = std::clamp<qsizetype>(maxBytes, 1, kMaxRead);
+    qsizetype available = 0;
+    switch (waitDirect(timeoutMs, available)) {
+    case Direct::Ready:
+        if (const qsizetype got = receive(out, std::min(maxBytes, available)); got > 0)
+            return {got, false, ReadChunk::Ok};
+        break;
+    case Direct::Timeout:
+        return {0, false, ReadChunk::Timeout};
+    case Direct::Unavailable:
+        break;
+    }
+    const ReadChunk chunk = readBuffered(maxBytes, timeoutMs);
+    std::memcpy(out, chunk.data.constData(), static_cast<size_t>(chunk.data.size()));
+    return {chunk.data.size(), false, chunk.status};
 }
 
 void LanTransport::clear(int) {

@@ -19,11 +19,17 @@ public:
 
     void write(const QByteArray& bytes, int timeoutMs) override;
     ReadChunk read(qsizetype maxBytes, int timeoutMs) override;
+    ReadCount readInto(char* out, qsizetype maxBytes, int timeoutMs) override;
     bool hasEnd() const override { return false; }
     void clear(int timeoutMs) override;
     void close() override;
 
 private:
+    enum class Direct { Ready, Timeout, Unavailable };
+    Direct waitDirect(int timeoutMs, qsizetype& available);
+    qsizetype receive(char* out, qsizetype maxBytes);
+    ReadChunk readBuffered(qsizetype maxBytes, int timeoutMs);
+
     std::unique_ptr<QTcpSocket> m_socket;
     QString m_resource;
 };
