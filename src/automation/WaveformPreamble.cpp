@@ -70,6 +70,53 @@ void convertCodes(const WaveformPreamble& p, const uchar* bytes, qsizetype first
     }
 }
 
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define TAVREL_CONVERT_AVX2 1
+#include <immintrin.h>
+
+// Little-endian WORD volts with AVX2, the transfer's own format: once the arrays are in the cache the
+// conversion is bound by its stores, and these are twice as wide as the baseline build's. The same
+// operations in the same order as convertCodes and no fused multiply-add (AVX2 alone has none), so
+// the results are identical to the last bit. Returns how many samples it did, a multiple of 8.
+[[gnu::target("avx2")]] qsizetype convertWordVoltsAvx2(const WaveformPreamble& p, const uchar* bytes,
+                                                       qsizetype first, qsizetype n, double* t, double* v) {
+    const __m256d xIncrement = _mm256_set1_pd(p.xIncrement), xOrigin = _mm256_set1_pd(p.xOrigin),
+                  xReference = _mm256_set1_pd(p.xReference);
+    const __m256d yIncrement = _mm256_set1_pd(p.yIncrement), yOrigin = _mm256_set1_pd(p.yOrigin),
+                  yReference = _mm256_set1_pd(p.yReference);
+    const __m256d four = _mm256_set1_pd(4);
+    const __m256d eight = _mm256_set1_pd(8);
+    // Sample numbers are whole and far below 2^53: counting them up in doubles is exact.
+    const double at = static_cast<double>(first);
+    __m256d low = _mm256_setr_pd(at, at + 1, at + 2, at + 3);
+    t += first;
+    v += first;
+    const qsizetype whole = n & ~qsizetype(7);
+    for (qsizetype i = 0; i < whole; i += 8) {
+        const __m256d high = _mm256_add_pd(low, four);
+        _mm256_storeu_pd(t + i,
+                         _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(low, xReference), xIncrement), xOrigin));
+        _mm256_storeu_pd(t + i + 4,
+                         _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(high, xReference), xIncrement), xOrigin));
+        low = _mm256_add_pd(low, eight);
+        const __m256i codes =
+            _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 2 * i)));
+        const __m256d c0 = _mm256_cvtepi32_pd(_mm256_castsi256_si128(codes));
+        const __m256d c1 = _mm256_cvtepi32_pd(_mm256_extracti128_si256(codes, 1));
+        _mm256_storeu_pd(v + i,
+                         _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(c0, yReference), yIncrement), yOrigin));
+        _mm256_storeu_pd(v + i + 4,
+                         _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(c1, yReference), yIncrement), yOrigin));
+    }
+    return whole;
+}
+
+bool hasAvx2() {
+    static const bool yes = __builtin_cpu_supports("avx2");
+    return yes;
+}
+#endif
+
 template <int Width, bool LsbFirst>
 void convertVolts(const WaveformPreamble& p, const uchar* bytes, qsizetype first, qsizetype n, double* t,
                   double* v) {
@@ -143,9 +190,17 @@ void ConvertSlice(const WaveformPreamble& preamble, const uchar* bytes, qsizetyp
                   bool lsbFirst, double* time, double* values) {
     if (preamble.format == WaveformPreamble::Byte)
         convertVolts<1, true>(preamble, bytes, first, count, time, values);
-    else if (lsbFirst)
+    else if (lsbFirst) {
+#ifdef TAVREL_CONVERT_AVX2
+        if (hasAvx2()) {
+            const qsizetype done = convertWordVoltsAvx2(preamble, bytes, first, count, time, values);
+            bytes += 2 * done;
+            first += done;
+            count -= done;
+        }
+#endif
         convertVolts<2, true>(preamble, bytes, first, count, time, values);
-    else
+    } else
         convertVolts<2, false>(preamble, bytes, first, count, time, values);
 }
 

@@ -104,6 +104,44 @@ TEST(WaveformConversion, ArraysOfTheRightSizeAreFilledInPlace) {
     EXPECT_EQ(values.constData(), valuesBefore);
 }
 
+// A record long enough for the wide conversion, cut in slices that start and end off its stride: every
+// sample must come out as the preamble defines it, wherever its slice begins.
+TEST(WaveformConversion, SlicesOfALongRecordMatchThePreamble) {
+    WaveformPreamble p = WaveformPreamble::Parse(kPreamble);
+    constexpr int kPoints = 1000;
+    QList<quint16> codes;
+    for (int i = 0; i < kPoints; ++i)
+        codes.append(static_cast<quint16>(i % 3 == 0 ? 65535 - i : i * 61));
+    p.points = kPoints;
+    const struct {
+        const char* name;
+        QList<int> cuts; // slice boundaries after 0
+    } cases[] = {
+        {"Whole", {kPoints}},
+        {"StrideAligned", {8, 64, 512, kPoints}},
+        {"OffStride", {1, 7, 20, 333, 998, kPoints}},
+        {"SingleSamples", {1, 2, 3, 4, 5, 6, 7, 8, 9, kPoints}},
+    };
+    for (bool lsbFirst : {true, false}) {
+        const QByteArray data = words(codes, lsbFirst);
+        const auto* bytes = reinterpret_cast<const uchar*>(data.constData());
+        for (const auto& c : cases) {
+            QVector<double> time(kPoints, -1), values(kPoints, -1);
+            int first = 0;
+            for (int cut : c.cuts) {
+                ConvertSlice(p, bytes + 2 * first, first, cut - first, lsbFirst, time.data(), values.data());
+                first = cut;
+            }
+            for (int i = 0; i < kPoints; ++i) {
+                ASSERT_DOUBLE_EQ(time[i], (i - p.xReference) * p.xIncrement + p.xOrigin)
+                    << c.name << " " << i;
+                ASSERT_DOUBLE_EQ(values[i], expectedValue(codes[i]))
+                    << c.name << " " << i << (lsbFirst ? " LSB" : " MSB");
+            }
+        }
+    }
+}
+
 TEST(WaveformConversion, LogicWordsAreKeptRaw) {
     WaveformPreamble p = WaveformPreamble::Parse(kPreamble);
     QVector<double> time;
