@@ -1,6 +1,7 @@
 #include "support/CliRunner.h"
 
 #include <QFile>
+#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -11,32 +12,23 @@ QByteArray readFile(const QString& path) {
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-// The component error a JSON answer carries.
-QJsonObject errorOf(const CliResult& r) {
-    return r.json()["error"].toObject();
-}
-
 } // namespace
 
 TEST(CliAddress, NormalizesAndGivesTheServerForm) {
-    const std::pair<QStringList, const char*> cases[] = {
-        {{"normalize", "com1 :: baud = 19200"}, "COM1::Baud=19200"},
-        {{"normalize", "COM1::Handshake=DTR_DSR,Baud=19200"}, "COM1::Baud=19200,Handshake=DTR_DSR"},
-        {{"server-form", "COM2::Baud=19200"}, "COM2::Baud=19200,Handshake=XON_XOFF"},
-        {{"normalize", "COM1", "--dtr-only"}, nullptr},
-        {{"normalize", "COM4::Handshake=DTR_DSR", "--dtr-only"}, "COM4::Handshake=DTR_DSR"}};
-    for (const auto& [args, expected] : cases) {
-        SCOPED_TRACE(qPrintable(args.join(u' ')));
+    const QJsonObject refused{{"error", QJsonObject{{"number", "0x8004017C"},
+                                                    {"source", "Tavrel Scope Control"},
+                                                    {"description", "Invalid property value."}}}};
+    const auto address = [](const char* text) { return QJsonObject{{"address", text}}; };
+    const std::pair<QStringList, QJsonObject> cases[] = {
+        {{"normalize", "com1 :: baud = 19200"}, address("COM1::Baud=19200")},
+        {{"normalize", "COM1::Handshake=DTR_DSR,Baud=19200"}, address("COM1::Baud=19200,Handshake=DTR_DSR")},
+        {{"server-form", "COM2::Baud=19200"}, address("COM2::Baud=19200,Handshake=XON_XOFF")},
+        {{"normalize", "COM1", "--dtr-only"}, refused},
+        {{"normalize", "COM4::Handshake=DTR_DSR", "--dtr-only"}, address("COM4::Handshake=DTR_DSR")}};
+    for (const auto& [args, answer] : cases) {
         const CliResult r = RunTavrel(QStringList{"--json", "address"} + args);
-        if (expected) {
-            EXPECT_EQ(r.exitCode, 0) << r.err.constData();
-            EXPECT_EQ(r.json()["address"].toString(), expected);
-        } else {
-            EXPECT_EQ(r.exitCode, 1);
-            EXPECT_EQ(errorOf(r)["number"].toString(), "0x8004017C");
-            EXPECT_EQ(errorOf(r)["source"].toString(), "Tavrel Scope Control");
-            EXPECT_EQ(errorOf(r)["description"].toString(), "Invalid property value.");
-        }
+        EXPECT_EQ(r.exitCode, answer.contains("error") ? 1 : 0) << qPrintable(args.join(u' '));
+        EXPECT_EQ(r.json(), answer) << r.out.constData();
     }
 }
 
@@ -45,13 +37,9 @@ TEST(CliErrors, ComponentErrorsAndUsageErrorsHaveTheirExitCodes) {
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_EQ(refused.err.trimmed(),
               "tavrel: error 0x8004017C (Tavrel Scope Control): Invalid property value.");
-    const QStringList usageErrors[] = {{"nonsense"},
-                                       {"address"},
-                                       {"--bogus", "strings"},
-                                       {"address", "normalize"},
-                                       {"strings", "--lang", "xx"}};
-    for (const QStringList& args : usageErrors)
-        EXPECT_EQ(RunTavrel(args).exitCode, 2) << qPrintable(args.join(u' '));
+    for (const char* usageError :
+         {"nonsense", "address", "--bogus strings", "address normalize", "strings --lang xx"})
+        EXPECT_EQ(RunTavrel(QString(usageError).split(u' ')).exitCode, 2) << usageError;
 }
 
 TEST(CliDoc, InitShowSetRoundTrip) {
@@ -59,24 +47,21 @@ TEST(CliDoc, InitShowSetRoundTrip) {
     const QString doc = dir.filePath("host.json");
     ASSERT_EQ(RunTavrel({"doc", "init", doc}).exitCode, 0);
     EXPECT_EQ(RunTavrel({"doc", "init", doc}).exitCode, 1) << "init never overwrites";
-    const std::pair<const char*, const char*> sets[] = {
-        {"ActiveIOPort", "COM2"},     {"ActivePortBaudRate", "19200"},
-        {"ActivePortHandshake", "4"}, {"CountryCode", "34"},
-        {"FontSize", "11"},           {"DebugEnabled", "true"},
-        {"SupportMessageMode", "12"}, {"FontName", "Tahoma"}};
-    for (const auto& [name, value] : sets) {
-        const CliResult r = RunTavrel({"doc", "set", doc, name, value});
-        ASSERT_EQ(r.exitCode, 0) << name << ": " << r.err.constData();
+    for (const char* set :
+         {"ActiveIOPort=COM2", "ActivePortBaudRate=19200", "ActivePortHandshake=4", "CountryCode=34",
+          "FontSize=11", "DebugEnabled=true", "SupportMessageMode=12", "FontName=Tahoma"}) {
+        const CliResult r = RunTavrel(QStringList{"doc", "set", doc} + QString(set).split(u'='));
+        ASSERT_EQ(r.exitCode, 0) << set << ": " << r.err.constData();
     }
     const CliResult shown = RunTavrel({"--json", "doc", "show", doc});
     ASSERT_EQ(shown.exitCode, 0);
     const QJsonObject o = shown.json();
-    EXPECT_EQ(o["Address"].toString(), "COM2::Baud=19200,Handshake=DTR_DSR");
-    EXPECT_EQ(o["CountryCode"].toInt(), 34);
-    EXPECT_EQ(o["FontSize"].toInt(), 11);
-    EXPECT_EQ(o["FontName"].toString(), "Tahoma");
-    EXPECT_EQ(o["DebugEnabled"].toBool(), true);
-    EXPECT_EQ(o["SupportMessageMode"].toInt(), 12);
+    const QJsonObject expected = QJsonDocument::fromJson(R"({"Address": "COM2::Baud=19200,Handshake=DTR_DSR",
+        "CountryCode": 34, "FontSize": 11, "FontName": "Tahoma", "DebugEnabled": true, "SupportMessageMode": 12})")
+                                     .object();
+    ASSERT_EQ(expected.size(), 6);
+    for (const QString& name : expected.keys())
+        EXPECT_EQ(o[name], expected[name]) << qPrintable(name);
     EXPECT_EQ(o["IOConfiguration"]["COM"]["COM2"]["baudRate"].toInt(), 19200);
     EXPECT_EQ(o["IOConfiguration"]["COM"]["COM2"]["handshake"].toInt(), 4);
     EXPECT_EQ(RunTavrel({"doc", "show", doc}).exitCode, 0);
@@ -103,7 +88,8 @@ TEST(CliDoc, RefusedValuesAndBadDocumentsLeaveTheFileUnchanged) {
         f.close();
         const CliResult r = RunTavrel({"--json", "doc", "set", bad, "FontSize", "10"});
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_TRUE(errorOf(r)["description"].toString().contains(bad)) << content.constData();
+        EXPECT_TRUE(r.json()["error"].toObject()["description"].toString().contains(bad))
+            << content.constData();
         EXPECT_EQ(readFile(bad), content);
     }
 }

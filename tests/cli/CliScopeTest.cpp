@@ -37,15 +37,10 @@ TEST(CliScope, FrontPanelKeysAndTheirRefusals) {
         ASSERT_EQ(r.exitCode, 0) << action << r.err.constData();
         EXPECT_EQ(r.json()["action"].toString(), action);
     }
-    const QStringList usageErrors[] = {{"scope", "explode"},
-                                       {"scope", "run", "extra"},
-                                       {"measure", "loudness"},
-                                       {"measure", "vpp", "--channel", "5"},
-                                       {"waveform", "--all", "--logic"},
-                                       {"waveform", "--points", "123"},
-                                       {"screenshot", "s.emf", "--format", "emf"}};
-    for (const QStringList& args : usageErrors)
-        EXPECT_EQ(sim(args).exitCode, 2) << qPrintable(args.join(u' '));
+    for (const char* usageError :
+         {"scope explode", "scope run extra", "measure loudness", "measure vpp --channel 5",
+          "waveform --all --logic", "waveform --points 123", "screenshot s.emf --format emf"})
+        EXPECT_EQ(sim(QString(usageError).split(u' ')).exitCode, 2) << usageError;
 }
 
 TEST(CliScope, MeasuresTheBenchSignals) {

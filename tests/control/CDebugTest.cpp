@@ -153,14 +153,14 @@ TEST_F(CDebugTest, ConcurrentReportsGoOutWholeAndOneAtATime) {
     // A host's event handler may itself report: the lock must let the same thread in again.
     QObject::connect(&m_debug, &CDebug::SupportMessage, [this] { m_debug.Trace("seen"); });
     m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([this, t] {
-            for (int i = 0; i < 50; ++i)
-                m_debug.ReportError(t, "d", "C", "P");
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    const auto reportFifty = [this] {
+        for (int i = 0; i < 50; ++i)
+            m_debug.ReportError(i, "d", "C", "P");
+    };
+    std::thread first(reportFifty), second(reportFifty), third(reportFifty);
+    reportFifty();
+    for (std::thread* thread : {&first, &second, &third})
+        thread->join();
     EXPECT_EQ(m_order.size(), 200);
     const QByteArray text = log();
     EXPECT_EQ(text.count("\r\nd\r\nAt: "), 200);
