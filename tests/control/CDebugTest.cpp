@@ -3,6 +3,7 @@
 
 #include <QFile>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -84,25 +85,25 @@ TEST_F(CDebugTest, ModeSwitchesChooseTheOutputsAndTheirOrder) {
         {CDebug::MessageBoxBit | CDebug::MessageLogBit | CDebug::EventBit,
          "event log,box event log,box event log,box", true}};
     for (const auto& [mode, order, logged] : cases) {
-        SCOPED_TRACE(mode);
         QFile::remove(logPath());
         m_order.clear();
         m_debug.SetDebugMode(mode);
-        EXPECT_EQ(m_debug.DebugMode(), mode);
         m_debug.Assert(true, "(x > 0)", "C", "P"); // holds: nothing to report
         m_debug.Assert(false, "(x > 0)", "C", "P");
         m_debug.Assert(false, {}, {}, {});
         m_debug.ReportError(7, "seven", "C", "P");
         m_debug.Trace("hello", "C"); // traces only ever go to the log
-        EXPECT_EQ(m_order.join(u' '), order) << qPrintable(m_order.join(u' '));
-        EXPECT_EQ(QFile::exists(logPath()), logged);
+        EXPECT_EQ(m_order.join(u' '), order) << mode << ": " << qPrintable(m_order.join(u' '));
+        EXPECT_EQ(QFile::exists(logPath()), logged) << mode;
         if (!logged) continue;
-        // Each entry is followed by one more line end in the log.
-        const QByteArray text = log();
-        EXPECT_TRUE(text.startsWith("Error Code: -2147221453 0x80040033\r\nAssertion: (x > 0)\r\n"));
-        EXPECT_TRUE(text.contains("\r\n\r\n\r\nError Code: -2147221453 0x80040033\r\nAssertion: \r\nAt: "));
-        EXPECT_TRUE(text.contains("\r\n\r\n\r\nError Code: 7 0x7\r\nseven\r\n"));
-        EXPECT_TRUE(text.endsWith("Function: P\r\n\r\n\r\nTrace: hello -- At: File: C; \r\n\r\n"));
+        // Each entry is followed by one more line end; the time lines are left out here.
+        EXPECT_EQ(
+            QString::fromUtf8(log()).remove(QRegularExpression("(?<=\n)At: [^\r]*\r\n")),
+            "Error Code: -2147221453 0x80040033\r\nAssertion: (x > 0)\r\nFile: C\r\nFunction: P\r\n\r\n\r\n"
+            "Error Code: -2147221453 0x80040033\r\nAssertion: \r\n\r\n\r\n"
+            "Error Code: 7 0x7\r\nseven\r\nFile: C\r\nFunction: P\r\n\r\n\r\nTrace: hello -- At: File: C; "
+            "\r\n\r\n")
+            << mode;
     }
     EXPECT_EQ(m_box.title, "Remote Support Assistant");
     EXPECT_EQ(m_box.style, 65600);
@@ -162,9 +163,8 @@ TEST_F(CDebugTest, ConcurrentReportsGoOutWholeAndOneAtATime) {
     for (std::thread* thread : {&first, &second, &third})
         thread->join();
     EXPECT_EQ(m_order.size(), 200);
-    const QByteArray text = log();
-    EXPECT_EQ(text.count("\r\nd\r\nAt: "), 200);
-    EXPECT_EQ(text.count("Trace: seen\r\n\r\nError Code: "), 200) << "each report right after its own trace";
+    EXPECT_EQ(log().count("\r\nd\r\nAt: "), 200);
+    EXPECT_EQ(log().count("Trace: seen\r\n\r\nError Code: "), 200) << "each report right after its own trace";
 }
 
 TEST_F(CDebugTest, LogPathFollowsTheTemporaryDirectory) {
