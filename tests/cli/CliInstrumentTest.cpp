@@ -66,7 +66,7 @@ TEST(CliInstrument, SearchListsRowsInProbeOrderAndMarksTheConnectedOne) {
     }
 }
 
-TEST(CliInstrument, PortsAndConnectOnGoodAndBadBenches) {
+TEST(CliInstrument, PortsConnectAndScpiOnGoodAndBadBenches) {
     const CliResult ports = sim({"ports"});
     ASSERT_EQ(ports.exitCode, 0) << ports.err.constData();
     EXPECT_EQ(ports.json()["gpib"].toObject()["GPIB0"].toArray(), (QJsonArray{3, 7, 12, 22}));
@@ -84,10 +84,8 @@ TEST(CliInstrument, PortsAndConnectOnGoodAndBadBenches) {
     const CliResult bad = RunTavrel({"--sim=" + bench, "ports"});
     EXPECT_EQ(bad.exitCode, 1);
     EXPECT_TRUE(bad.err.contains(bench.toUtf8()));
-}
 
-TEST(CliInstrument, ScpiWritesAndReadsLinesAndBlocks) {
-    QTemporaryDir dir;
+    // scpi writes a command and reads lines and blocks.
     const QString out = dir.filePath("setup.bin");
     const CliResult block = sim({"scpi", "GPIB0::7::INSTR", ":SYSTem:SETup?", "--out", out});
     ASSERT_EQ(block.exitCode, 0) << block.err.constData();

@@ -12,13 +12,7 @@
 
 namespace {
 
-QByteArray readFile(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-// Points the log at a directory of the test's own and notes each delivery to the host, after "log,"
-// when the report was in the log by then.
+// A log folder of the test's own; each delivery is noted, after "log," if the log had the report.
 class CDebugTest : public ::testing::Test {
 protected:
     CDebugTest() : m_savedTmp(qgetenv("TMPDIR")) {
@@ -38,7 +32,10 @@ protected:
         return kMessageBoxResultOK;
     }
     QString logPath() const { return m_dir.filePath("VelScope.DBG"); }
-    QByteArray log() const { return readFile(logPath()); }
+    QByteArray log() const {
+        QFile f(logPath());
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
 
     QTemporaryDir m_dir;
     QByteArray m_savedTmp;
@@ -109,23 +106,20 @@ TEST_F(CDebugTest, ModeSwitchesChooseTheOutputsAndTheirOrder) {
     EXPECT_EQ(m_box.style, 65600);
 }
 
-TEST_F(CDebugTest, SettingTheSameModeTwiceTruncatesOnlyOnce) {
+TEST_F(CDebugTest, LogIsPrivateTruncatedOnceAndPlantedFilesAreRefusedSilently) {
     QStringList changes;
     QObject::connect(&m_debug, &CDebug::PropertyChanged, [&](const QString& name) { changes.append(name); });
     m_debug.SetDebugMode(CDebug::MessageLogBit);
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(logPath()).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    // Setting the same mode again neither truncates nor tells the host; turning the log on does both.
     m_debug.Trace("first");
     m_debug.SetDebugMode(CDebug::MessageLogBit);
     EXPECT_TRUE(log().contains("first"));
     m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
     EXPECT_TRUE(log().isEmpty());
     EXPECT_EQ(changes, (QStringList{"DebugMode", "DebugMode"}));
-}
-
-TEST_F(CDebugTest, LogIsPrivateAndPlantedFilesAreRefusedSilently) {
-    m_debug.SetDebugMode(CDebug::MessageLogBit);
-    struct stat info {};
-    ASSERT_EQ(::stat(QFile::encodeName(logPath()).constData(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
 
     const QString victim = m_dir.filePath("victim.txt");
     const QByteArray victimName = QFile::encodeName(victim), logName = QFile::encodeName(logPath());
@@ -135,10 +129,10 @@ TEST_F(CDebugTest, LogIsPrivateAndPlantedFilesAreRefusedSilently) {
         QFile f(victim);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.write("keep me") == 7);
         f.close();
-        ASSERT_TRUE(planted == 0   ? ::symlink(victimName.constData(), logName.constData()) == 0
-                    : planted == 1 ? ::link(victimName.constData(), logName.constData()) == 0
-                                   : QFile::rename(victim, logPath()) && QFile::link(logPath(), victim) &&
-                                         ::chown(logName.constData(), 4242, 4242) == 0);
+        ASSERT_TRUE(planted == 0 ? ::symlink(victimName.constData(), logName.constData()) == 0
+                    : planted == 1
+                        ? ::link(victimName.constData(), logName.constData()) == 0
+                        : QFile::rename(victim, logPath()) && ::chown(logName.constData(), 4242, 4242) == 0);
         m_order.clear();
         m_debug.SetDebugMode(0);
         m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
@@ -146,7 +140,7 @@ TEST_F(CDebugTest, LogIsPrivateAndPlantedFilesAreRefusedSilently) {
         m_debug.Trace("t");
         // The event still goes out; the log failure is reported nowhere.
         EXPECT_EQ(m_order, QStringList{"event"}) << planted;
-        EXPECT_EQ(readFile(victim), "keep me") << planted;
+        EXPECT_EQ(log(), "keep me") << planted;
     }
 }
 

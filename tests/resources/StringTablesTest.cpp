@@ -10,8 +10,7 @@
 #include <tuple>
 #include <vector>
 
-// Checks of the shipped string tables and help files themselves: which ids each language block
-// holds, and the per-language file names and font settings that language selection depends on.
+// The shipped string tables and help files: the ids of each language and what selecting one needs.
 
 namespace {
 
@@ -27,8 +26,7 @@ constexpr Block kTranslated[] = {{"fr", 1000, "TAVCTLfr"}, {"es", 2000, "TAVCTLe
                                  {"it", 3000, "TAVCTLit"}, {"de", 4000, "TAVCTLde"},
                                  {"ko", 6000, "TAVCTLkr"}, {"zh-TW", 7000, "TAVCTLtw"}};
 
-// English texts without a translation: the long RS-232 handshake caution (the other languages
-// show 711-713) and the support texts of the diagnostics.
+// Untranslated: the long RS-232 caution (others show 711-713) and the diagnostics' support texts.
 const QSet<int> kEnglishOnly = {282, 283, 284, 285, 286, 287, 288, 590, 591, 592};
 
 // The base ids present in a block, i.e. without the block's offset, ascending.
@@ -95,7 +93,7 @@ TEST(StringTables, HelpFilesAndFontsPerLanguage) {
     }
 }
 
-TEST(StringTables, TranslationsDifferFromEnglish) {
+TEST(StringTables, TranslationsDifferFromEnglishButKeepTheirForm) {
     // Texts that are the same in every language: names, fixed values and the supported mark.
     const QSet<int> sameEverywhere = {102, 103, 202, 317, 318};
     // Texts that happen to be spelled as in English in one language.
@@ -108,9 +106,7 @@ TEST(StringTables, TranslationsDifferFromEnglish) {
             EXPECT_NE(Text(block.offset + id), Text(id)) << block.tag << ": untranslated id " << id;
         }
     }
-}
 
-TEST(StringTables, FileDialogFiltersAndContinuedLinesKeepTheirForm) {
     // A translator may reword the descriptions but not the patterns between the bars; 242 runs on
     // into 243 on the same line, so its closing blank is part of the text.
     for (int offset : {0, 1000, 2000, 3000, 4000, 6000, 7000}) {
