@@ -250,3 +250,25 @@ TEST_F(SimScope, TraceMemoriesKeepAChannelsWaveform) {
     trace.GetData(2, storedTime, stored);
     EXPECT_TRUE(stored.isEmpty());
 }
+
+TEST_F(SimScope, AutoScaleBringsEverySignalOntoTheScreen) {
+    for (auto c : {Tavrel_Channel_1, Tavrel_Channel_2, Tavrel_Channel_3, Tavrel_Channel_4}) {
+        channel(c).SetDisplay(Tavrel_Off);
+        channel(c).SetScale(0.005);
+        channel(c).SetOffset(-1.0);
+    }
+    scope.Timebase().SetScale(1e-7);
+    scope.AutoScale();
+    // Two to ten periods of channel 1's 1 kHz across the ten divisions.
+    EXPECT_GE(10 * scope.Timebase().Scale(), 2e-3);
+    EXPECT_LE(10 * scope.Timebase().Scale(), 1e-2);
+    for (auto c : {Tavrel_Channel_1, Tavrel_Channel_2, Tavrel_Channel_3, Tavrel_Channel_4}) {
+        ASSERT_EQ(channel(c).Display(), Tavrel_On) << c;
+        const Stats s = acquire(c);
+        const double scale = channel(c).Scale(), offset = channel(c).Offset();
+        // Within the eight divisions of the screen, and using at least two of them.
+        EXPECT_LE((s.max - offset) / scale, 4.0) << c;
+        EXPECT_GE((s.min - offset) / scale, -4.0) << c;
+        EXPECT_GE((s.max - s.min) / scale, 2.0) << c;
+    }
+}
