@@ -118,3 +118,28 @@ TEST(StringTables, TranslationsDifferFromEnglishButKeepTheirForm) {
         EXPECT_EQ(LoadResString(offset + 661), open[0] + "|*.scp") << offset;
     }
 }
+
+TEST(StringTables, EnglishTextsTheComponentQuotes) {
+    const std::pair<int, const char*> quoted[] = {
+        {104, "Tavrel Scope Control"},
+        {105, "Tavrel Scope Control Error"},
+        {106, "Invalid property value."},
+        {107, "Asian languages are not supported on this computer."},
+        {108, "Could not copy localized help file."},
+        {109, "RS-232 instrument ID query error."},
+        {110, "GP-IB instrument ID query error."},
+        {111, "OK"},
+        {112, "Cancel"},
+        {113, "Connection to instrument did not succeed"},
+        {114, "due to an I/O initialization failure."},
+        {115, "Go to the Search Instruments or Set I/O property page and retest."},
+        {122, "Version:"},
+        {130, "Could not create Tavrel automation server."},
+        {670, "Open Setup File"},
+        {673, "Error while loading from file."},
+        {674, "The selected file is not a setup file."},
+        {681, "Error while saving to file."},
+    };
+    for (const auto& [id, text] : quoted)
+        EXPECT_EQ(Text(id), text) << id;
+}
