@@ -1,9 +1,8 @@
 #include "iolib/BufferedReader.h"
-#include "ScriptedTransport.h"
-#include "iolib/IOError.h"
+#include "IolibTestSupport.h"
+#include "iolib/RawTransport.h"
 
-#include <gtest/gtest.h>
-#include <optional>
+#include <deque>
 #include <thread>
 
 using namespace CorvaneIOUtilsLib;
@@ -11,93 +10,150 @@ using namespace CorvaneIOUtilsLib;
 namespace {
 
 constexpr int kTimeoutMs = 1000;
-constexpr bool kGpib = true;    // a bus with END
-constexpr bool kSerial = false; // a bus without
+constexpr bool G = true;  // a bus with END
+constexpr bool S = false; // a bus without
 
-// The error a read throws (checking that its message names the resource), or none.
-std::optional<IOError::Kind> errorOf(const std::function<void()>& read) {
-    try {
-        read();
-    } catch (const IOError& error) {
-        EXPECT_TRUE(error.message().startsWith(QStringLiteral("TEST0: "))) << error.what();
-        return error.kind();
+// A bus whose input is a script of arrivals (optionally ending with END), stalls and drops, one per read
+// whatever the timeout. It records the size of every read the reader asks for.
+class ScriptedTransport : public RawTransport {
+public:
+    ScriptedTransport(bool hasEnd, std::vector<ReadChunk> script)
+        : m_hasEnd(hasEnd), m_script(script.begin(), script.end()) {}
+    ReadChunk read(qsizetype maxBytes, int) override {
+        readSizes.push_back(maxBytes);
+        if (m_script.empty()) return {{}, false, ReadChunk::Timeout};
+        ReadChunk& step = m_script.front();
+        ReadChunk chunk{step.data.left(maxBytes), false, step.status};
+        step.data.remove(0, chunk.data.size());
+        if (step.data.isEmpty()) {
+            chunk.end = step.end;
+            m_script.pop_front();
+        }
+        return chunk;
     }
-    return std::nullopt;
-}
+    void write(const QByteArray&, int) override {}
+    bool hasEnd() const override { return m_hasEnd; }
+    void clear(int) override { m_script.clear(); }
+    void close() override {}
+    std::vector<qsizetype> readSizes;
 
-template <typename Case> std::string caseName(const ::testing::TestParamInfo<Case>& info) {
-    return info.param.name;
-}
-
-struct BlockCase {
-    const char* name;
-    bool hasEnd;
-    std::vector<ScriptedTransport::Step> script;
-    std::optional<IOError::Kind> error;
-    QByteArray data;
+private:
+    bool m_hasEnd;
+    std::deque<ReadChunk> m_script;
 };
 
-class ReadBlock : public ::testing::TestWithParam<BlockCase> {};
+// clang-format off
+ReadChunk A(const QByteArray& data) { return {data, false, ReadChunk::Ok}; } // arrives
+ReadChunk E(const QByteArray& data) { return {data, true, ReadChunk::Ok}; }  // arrives with END
+const ReadChunk kStall{{}, false, ReadChunk::Timeout}, kDrop{{}, false, ReadChunk::Dropped};
+// clang-format on
 
-// After a good block the reader must stand exactly at the next reply: not before a trailing line end,
-// not past the start of what follows.
-TEST_P(ReadBlock, GivesTheDataOrTheRightError) {
-    const BlockCase& c = GetParam();
-    ScriptedTransport transport(c.hasEnd, c.script);
-    transport.add(c.hasEnd ? ArriveEnd("NEXT\n") : Arrive("NEXT\n"));
-    BufferedReader reader(transport, QStringLiteral("TEST0"));
-    QByteArray data;
-    ASSERT_EQ(errorOf([&] { data = reader.readBlock(kTimeoutMs); }), c.error);
-    if (!c.error) {
-        EXPECT_EQ(data, c.data);
-        EXPECT_EQ(reader.readLine(kTimeoutMs), QByteArray("NEXT"));
+enum Op { Block, Line, Bytes };
+struct Read {
+    Op op;
+    QByteArray data; // for Bytes also the count asked for
+    std::optional<IOError::Kind> error = {};
+};
+constexpr auto Trunc = IOError::Truncated;
+
+struct ReadCase {
+    const char* name;
+    bool hasEnd;
+    std::vector<ReadChunk> script;
+    std::vector<Read> reads;
+};
+
+// clang-format off
+const QByteArray kJunk64(64, 'j');
+const ReadCase kCases[] = {
+    {"BlockDefinite", S, {A("#13abc\n")}, {{Block, "abc"}}},
+    {"BlockSplitHeader", S, {A("#"), A("2"), A("1"), A("0"), A("0123456789\n")}, {{Block, "0123456789"}}},
+    {"BlockPartialArrivals", S, {A("#14w"), A("x"), A("yz"), A("\n")}, {{Block, "wxyz"}}},
+    {"BlockNewlinesInside", S, {A("#15a\nb\nc\n")}, {{Block, "a\nb\nc"}}},
+    {"BlockCrLfTrailer", S, {A("#13abc\r\n")}, {{Block, "abc"}}},
+    {"BlockNoTrailer", S, {A("#13abc")}, {{Block, "abc"}}},
+    {"BlockEndOnLastDataByte", G, {E("#13abc")}, {{Block, "abc"}}},
+    {"BlockEmpty", S, {A("#10\n")}, {{Block, ""}}},
+    {"BlockEmptyWithEnd", G, {E("#10")}, {{Block, ""}}},
+    {"BlockIndefiniteToEnd", G, {A("#0a\nb"), A("c"), E("d\n")}, {{Block, "a\nbcd"}}},
+    {"BlockIndefiniteEmpty", G, {E("#0")}, {{Block, ""}}},
+    {"BlockAfterJunk", S, {A("\r\n  junk "), A("#13xyz\n")}, {{Block, "xyz"}}},
+    {"BlockAfterJunkAtTheLimit", S, {A(kJunk64 + "#13xyz\n")}, {{Block, "xyz"}}},
+    {"BlockAfterStaleMessage", G, {E("0\n"), E("#12ok\n")}, {{Block, "ok"}}},
+    {"BlockAfterJunkBeyondTheLimit", S, {A(kJunk64 + "j#13xyz\n")}, {{Block, {}, IOError::Protocol}}},
+    {"BlockIndefiniteWithoutEnd", S, {A("#0abc\n")}, {{Block, {}, IOError::Unsupported}}},
+    {"BlockNonDigitCount", S, {A("#x12\n")}, {{Block, {}, IOError::Protocol}}},
+    {"BlockNonDigitLength", S, {A("#2a5xxxxx\n")}, {{Block, {}, IOError::Protocol}}},
+    {"BlockNothingArrives", S, {kStall}, {{Block, {}, IOError::Timeout}}},
+    {"BlockHeaderCutShort", S, {A("#31"), kStall}, {{Block, {}, Trunc}}},
+    {"BlockHeaderEndsWithEnd", G, {E("#3")}, {{Block, {}, Trunc}}},
+    {"BlockDataStops", S, {A("#15ab"), kStall}, {{Block, {}, Trunc}}},
+    {"BlockDataEndsEarlyWithEnd", G, {E("#15ab\n"), A("cd")}, {{Block, {}, Trunc}}},
+    {"BlockIndefiniteNeverEnds", G, {A("#0abc"), kStall}, {{Block, {}, Trunc}}},
+    {"BlockConnectionDrops", S, {A("#15ab"), kDrop}, {{Block, {}, IOError::Dropped}}},
+    {"LineCrLf", S, {A("abc\r\n")}, {{Line, "abc"}}},
+    {"LineInnerCarriageReturnKept", S, {A("a\rb\n")}, {{Line, "a\rb"}}},
+    {"LineSplitAnywhere", S, {A("ab"), A("c\r"), A("\n")}, {{Line, "abc"}}},
+    {"LinesInOneArrival", S, {A("one\n\ntwo\n")}, {{Line, "one"}, {Line, ""}, {Line, "two"}}},
+    {"LineEndWithoutLineFeed", G, {E("abc"), E("def\n")}, {{Line, "abc"}, {Line, "def"}}},
+    {"LineFeedBeforeEnd", G, {E("a\nb")}, {{Line, "a"}, {Line, "b"}}},
+    {"LineUnfinishedThenJoined", S, {A("abc"), kStall, A("def\n")}, {{Line, {}, IOError::Timeout}, {Line, "abcdef"}}},
+    {"LineConnectionDrops", S, {A("ab"), kDrop}, {{Line, {}, IOError::Dropped}}},
+    {"BytesExact", S, {A("abcdef")}, {{Bytes, "abcd"}, {Bytes, "ef"}}},
+    {"BytesAcrossArrivals", S, {A("a"), A("b\n"), A("cd")}, {{Bytes, "ab\nc"}, {Bytes, "d"}}},
+    {"BytesEndOnTheLastByte", G, {E("abcd"), E("ef")}, {{Bytes, "abcd"}, {Bytes, "ef"}}},
+    {"BytesEndTooEarly", G, {E("ab"), E("cdef")}, {{Bytes, "????", Trunc}, {Bytes, "cdef"}}},
+    {"BytesStopShort", S, {A("ab"), kStall, A("xy")}, {{Bytes, "????", Trunc}, {Bytes, "xy"}}},
+    {"BytesNothingArrives", S, {kStall}, {{Bytes, "?", IOError::Timeout}}},
+    {"BytesConnectionDrops", S, {A("ab"), kDrop}, {{Bytes, "????", IOError::Dropped}}},
+    {"BytesBufferedThenBus", S, {A("line\nab"), A("cd"), A("ef")}, {{Line, "line"}, {Bytes, "abcd"}, {Bytes, "ef"}}},
+    {"BytesAllBuffered", S, {A("line\nabcdef")}, {{Line, "line"}, {Bytes, "abcd"}, {Bytes, "ef"}}},
+    {"BytesEndInWhatIsBuffered", G, {E("line\nab"), E("cd")}, {{Line, "line"}, {Bytes, "????", Trunc}, {Bytes, "cd"}}},
+};
+// clang-format on
+
+// Each case reads, then (after a read that went well) the reply behind it must come next: the reader
+// must stand exactly at it, not before a trailing line end, not past its start. Byte reads run twice:
+// into a new array, and into the caller's memory.
+TEST(BufferedReader, ReadsGiveTheDataOrTheRightError) {
+    for (const ReadCase& c : kCases) {
+        for (bool intoCaller : {false, true}) {
+            if (intoCaller &&
+                std::none_of(c.reads.begin(), c.reads.end(), [](const Read& r) { return r.op == Bytes; }))
+                continue;
+            SCOPED_TRACE(std::string(c.name) + (intoCaller ? " into the caller's memory" : ""));
+            std::vector<ReadChunk> script = c.script;
+            script.push_back(c.hasEnd ? E("NEXT\n") : A("NEXT\n"));
+            ScriptedTransport transport(c.hasEnd, script);
+            BufferedReader reader(transport, QStringLiteral("TEST0"));
+            std::optional<IOError::Kind> error;
+            for (const Read& r : c.reads) {
+                QByteArray got(r.data.size(), '?');
+                try {
+                    if (r.op == Block) got = reader.readBlock(kTimeoutMs);
+                    if (r.op == Line) got = reader.readLine(kTimeoutMs);
+                    if (r.op == Bytes && intoCaller) reader.readInto(got.data(), got.size(), kTimeoutMs);
+                    if (r.op == Bytes && !intoCaller) got = reader.readBytes(got.size(), kTimeoutMs);
+                    error.reset();
+                } catch (const IOError& e) {
+                    error = e.kind();
+                    EXPECT_TRUE(e.message().startsWith(QStringLiteral("TEST0: "))) << e.what();
+                }
+                EXPECT_EQ(error, r.error);
+                if (!r.error) {
+                    EXPECT_EQ(got, r.data);
+                }
+            }
+            if (!error) {
+                EXPECT_EQ(reader.readLine(kTimeoutMs), QByteArray("NEXT"));
+            }
+        }
     }
 }
 
-const QByteArray kJunk64(64, 'j');
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ReadBlock,
-    ::testing::Values(
-        BlockCase{"Definite", kSerial, {Arrive("#13abc\n")}, {}, "abc"},
-        BlockCase{"SplitHeader",
-                  kSerial,
-                  {Arrive("#"), Arrive("2"), Arrive("1"), Arrive("0"), Arrive("0123456789\n")},
-                  {},
-                  "0123456789"},
-        BlockCase{"PartialArrivals",
-                  kSerial,
-                  {Arrive("#14w"), Arrive("x"), Arrive("yz"), Arrive("\n")},
-                  {},
-                  "wxyz"},
-        BlockCase{"NewlinesInsideData", kSerial, {Arrive("#15a\nb\nc\n")}, {}, "a\nb\nc"},
-        BlockCase{"CrLfTrailer", kSerial, {Arrive("#13abc\r\n")}, {}, "abc"},
-        BlockCase{"NoTrailer", kSerial, {Arrive("#13abc")}, {}, "abc"},
-        BlockCase{"EndOnLastDataByte", kGpib, {ArriveEnd("#13abc")}, {}, "abc"},
-        BlockCase{"EmptyDefinite", kSerial, {Arrive("#10\n")}, {}, ""},
-        BlockCase{"EmptyDefiniteWithEnd", kGpib, {ArriveEnd("#10")}, {}, ""},
-        BlockCase{"IndefiniteToEnd", kGpib, {Arrive("#0a\nb"), Arrive("c"), ArriveEnd("d\n")}, {}, "a\nbcd"},
-        BlockCase{"IndefiniteEmpty", kGpib, {ArriveEnd("#0")}, {}, ""},
-        BlockCase{"JunkBeforeHash", kSerial, {Arrive("\r\n  junk "), Arrive("#13xyz\n")}, {}, "xyz"},
-        BlockCase{"JunkAtTheLimit", kSerial, {Arrive(kJunk64 + "#13xyz\n")}, {}, "xyz"},
-        BlockCase{"StaleMessageBeforeBlock", kGpib, {ArriveEnd("0\n"), ArriveEnd("#12ok\n")}, {}, "ok"},
-        BlockCase{"JunkBeyondTheLimit", kSerial, {Arrive(kJunk64 + "j#13xyz\n")}, IOError::Protocol, {}},
-        BlockCase{"IndefiniteWithoutEnd", kSerial, {Arrive("#0abc\n")}, IOError::Unsupported, {}},
-        BlockCase{"NonDigitCount", kSerial, {Arrive("#x12\n")}, IOError::Protocol, {}},
-        BlockCase{"NonDigitLength", kSerial, {Arrive("#2a5xxxxx\n")}, IOError::Protocol, {}},
-        BlockCase{"NothingArrives", kSerial, {Stall()}, IOError::Timeout, {}},
-        BlockCase{"HeaderCutShort", kSerial, {Arrive("#31"), Stall()}, IOError::Truncated, {}},
-        BlockCase{"HeaderEndsWithEnd", kGpib, {ArriveEnd("#3")}, IOError::Truncated, {}},
-        BlockCase{"DataStops", kSerial, {Arrive("#15ab"), Stall()}, IOError::Truncated, {}},
-        BlockCase{
-            "DataEndsEarlyWithEnd", kGpib, {ArriveEnd("#15ab\n"), Arrive("cd")}, IOError::Truncated, {}},
-        BlockCase{"IndefiniteNeverEnds", kGpib, {Arrive("#0abc"), Stall()}, IOError::Truncated, {}},
-        BlockCase{"ConnectionDrops", kSerial, {Arrive("#15ab"), Drop()}, IOError::Dropped, {}}),
-    caseName<BlockCase>);
-
-TEST(ReadBlockTransfer, AsksForTheWholeRemainderInOneRead) {
+TEST(BufferedReader, AsksForTheWholeRemainderOfABlockInOneRead) {
     const QByteArray data(100000, 'd');
-    ScriptedTransport transport(kSerial, {Arrive("#6100000" + data.left(10)), Arrive(data.mid(10) + "\n")});
+    ScriptedTransport transport(S, {A("#6100000" + data.left(10)), A(data.mid(10) + "\n")});
     BufferedReader reader(transport, QStringLiteral("TEST0"));
     EXPECT_EQ(reader.readBlock(kTimeoutMs), data);
     EXPECT_GE(*std::max_element(transport.readSizes.begin(), transport.readSizes.end()), data.size() - 10);
@@ -105,146 +161,17 @@ TEST(ReadBlockTransfer, AsksForTheWholeRemainderInOneRead) {
 
 // A bus that hands over one byte at a time, each a good while after the last, and honours its timeout:
 // the whole block takes longer than the timeout, but no single wait does.
-class TricklingTransport : public ScriptedTransport {
-public:
-    static constexpr int kStepMs = 20;
-    using ScriptedTransport::ScriptedTransport;
-    Chunk read(qsizetype, int timeoutMs) override {
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::min(timeoutMs, kStepMs)));
-        return timeoutMs < kStepMs ? Chunk{{}, false, Chunk::Timeout} : ScriptedTransport::read(1, timeoutMs);
-    }
-};
-
-TEST(ReadBlockTransfer, KeepsWaitingWhileBytesKeepArriving) {
-    TricklingTransport transport(kSerial, {Arrive("#215abcdefghijklmno\n")});
+TEST(BufferedReader, KeepsWaitingWhileBytesKeepArriving) {
+    struct Trickling : ScriptedTransport {
+        using ScriptedTransport::ScriptedTransport;
+        ReadChunk read(qsizetype, int timeoutMs) override {
+            std::this_thread::sleep_for(std::chrono::milliseconds(std::min(timeoutMs, 20)));
+            return timeoutMs < 20 ? ReadChunk{{}, false, ReadChunk::Timeout}
+                                  : ScriptedTransport::read(1, timeoutMs);
+        }
+    } transport(S, {A("#215abcdefghijklmno\n")});
     BufferedReader reader(transport, QStringLiteral("TEST0"));
-    EXPECT_EQ(reader.readBlock(10 * TricklingTransport::kStepMs), QByteArray("abcdefghijklmno"));
+    EXPECT_EQ(reader.readBlock(200), QByteArray("abcdefghijklmno"));
 }
-
-struct LineCase {
-    const char* name;
-    bool hasEnd;
-    std::vector<ScriptedTransport::Step> script;
-    std::vector<QByteArray> lines;      // read one after the other
-    std::optional<IOError::Kind> error; // of the read after them
-};
-
-class ReadLine : public ::testing::TestWithParam<LineCase> {};
-
-TEST_P(ReadLine, GivesTheLinesThenTheRightError) {
-    const LineCase& c = GetParam();
-    ScriptedTransport transport(c.hasEnd, c.script);
-    BufferedReader reader(transport, QStringLiteral("TEST0"));
-    for (const QByteArray& line : c.lines)
-        EXPECT_EQ(reader.readLine(kTimeoutMs), line);
-    EXPECT_EQ(errorOf([&] { reader.readLine(kTimeoutMs); }), c.error);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ReadLine,
-    ::testing::Values(
-        LineCase{"CrLf", kSerial, {Arrive("abc\r\n")}, {"abc"}, IOError::Timeout},
-        LineCase{"InnerCarriageReturnKept", kSerial, {Arrive("a\rb\n")}, {"a\rb"}, IOError::Timeout},
-        LineCase{
-            "SplitAnywhere", kSerial, {Arrive("ab"), Arrive("c\r"), Arrive("\n")}, {"abc"}, IOError::Timeout},
-        LineCase{
-            "SeveralInOneArrival", kSerial, {Arrive("one\n\ntwo\n")}, {"one", "", "two"}, IOError::Timeout},
-        LineCase{"EndWithoutLineFeed",
-                 kGpib,
-                 {ArriveEnd("abc"), ArriveEnd("def\n")},
-                 {"abc", "def"},
-                 IOError::Timeout},
-        LineCase{"LineFeedBeforeEnd", kGpib, {ArriveEnd("a\nb")}, {"a", "b"}, IOError::Timeout},
-        LineCase{
-            "UnfinishedLineTimesOut", kSerial, {Arrive("ab"), Stall(), Arrive("c\n")}, {}, IOError::Timeout},
-        LineCase{"ConnectionDrops", kSerial, {Arrive("ab"), Drop()}, {}, IOError::Dropped}),
-    caseName<LineCase>);
-
-TEST(ReadLineRecovery, TheRestOfAnUnfinishedLineJoinsIt) {
-    ScriptedTransport transport(kSerial, {Arrive("abc"), Stall(), Arrive("def\n")});
-    BufferedReader reader(transport, QStringLiteral("TEST0"));
-    EXPECT_EQ(errorOf([&] { reader.readLine(kTimeoutMs); }), IOError::Timeout);
-    EXPECT_EQ(reader.readLine(kTimeoutMs), QByteArray("abcdef"));
-}
-
-struct BytesCase {
-    const char* name;
-    bool hasEnd;
-    std::vector<ScriptedTransport::Step> script;
-    qsizetype count;
-    std::optional<IOError::Kind> error;
-    QByteArray data;
-    QByteArray rest; // what a following read of its size gives
-    QByteArray line; // a reply line read first, leaving the rest of its arrival buffered
-};
-
-class ReadBytes : public ::testing::TestWithParam<BytesCase> {};
-
-TEST_P(ReadBytes, GivesExactlyTheCountOrAnError) {
-    const BytesCase& c = GetParam();
-    ScriptedTransport transport(c.hasEnd, c.script);
-    BufferedReader reader(transport, QStringLiteral("TEST0"));
-    if (!c.line.isEmpty()) {
-        ASSERT_EQ(reader.readLine(kTimeoutMs), c.line);
-    }
-    QByteArray data;
-    EXPECT_EQ(errorOf([&] { data = reader.readBytes(c.count, kTimeoutMs); }), c.error);
-    EXPECT_EQ(data, c.data);
-    EXPECT_EQ(reader.readBytes(c.rest.size(), kTimeoutMs), c.rest);
-}
-
-// Reading into the caller's memory takes what is buffered, then the bus, and fails as readBytes does.
-TEST_P(ReadBytes, IntoTheCallersMemoryLikewise) {
-    const BytesCase& c = GetParam();
-    ScriptedTransport transport(c.hasEnd, c.script);
-    BufferedReader reader(transport, QStringLiteral("TEST0"));
-    if (!c.line.isEmpty()) {
-        ASSERT_EQ(reader.readLine(kTimeoutMs), c.line);
-    }
-    QByteArray data(c.count, '?');
-    EXPECT_EQ(errorOf([&] { reader.readInto(data.data(), c.count, kTimeoutMs); }), c.error);
-    if (!c.error) {
-        EXPECT_EQ(data, c.data);
-    }
-    EXPECT_EQ(reader.readBytes(c.rest.size(), kTimeoutMs), c.rest);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ReadBytes,
-    ::testing::Values(
-        BytesCase{"Exact", kSerial, {Arrive("abcdef")}, 4, {}, "abcd", "ef", {}},
-        BytesCase{
-            "AcrossArrivals", kSerial, {Arrive("a"), Arrive("b\n"), Arrive("cd")}, 4, {}, "ab\nc", "d", {}},
-        BytesCase{"EndOnTheLastByte", kGpib, {ArriveEnd("abcd"), ArriveEnd("ef")}, 4, {}, "abcd", "ef", {}},
-        BytesCase{
-            "EndTooEarly", kGpib, {ArriveEnd("ab"), ArriveEnd("cdef")}, 4, IOError::Truncated, {}, "cd", {}},
-        BytesCase{"StopsShort",
-                  kSerial,
-                  {Arrive("ab"), Stall(), Arrive("xy")},
-                  4,
-                  IOError::Truncated,
-                  {},
-                  "xy",
-                  {}},
-        BytesCase{"NothingArrives", kSerial, {}, 1, IOError::Timeout, {}, "", {}},
-        BytesCase{"ConnectionDrops", kSerial, {Arrive("ab"), Drop()}, 4, IOError::Dropped, {}, "", {}},
-        BytesCase{"BufferedThenBus",
-                  kSerial,
-                  {Arrive("line\nab"), Arrive("cd"), Arrive("ef")},
-                  4,
-                  {},
-                  "abcd",
-                  "ef",
-                  "line"},
-        BytesCase{"AllBuffered", kSerial, {Arrive("line\nabcdef")}, 4, {}, "abcd", "ef", "line"},
-        BytesCase{"EndInWhatIsBuffered",
-                  kGpib,
-                  {ArriveEnd("line\nab"), ArriveEnd("cd")},
-                  4,
-                  IOError::Truncated,
-                  {},
-                  "cd",
-                  "line"}),
-    caseName<BytesCase>);
 
 } // namespace
