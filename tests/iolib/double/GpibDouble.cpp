@@ -1,7 +1,6 @@
-// A stand-in for linux-gpib's libgpib, for the tests: the same C entry points, with the GPIB boards and
-// instruments of the simulated bench behind them (the default bench, or the bench file named by
-// TAVREL_GPIB_DOUBLE_BENCH). The library under test loads it through its ordinary dlopen path. Built
-// with GPIB_DOUBLE_GLOBALS_ONLY it has only the process-wide ibsta/iberr/ibcnt, like old releases.
+// A stand-in for linux-gpib's libgpib: the same C entry points, with the GPIB boards and instruments of
+// the simulated bench behind them (the default bench, or the bench file in TAVREL_GPIB_DOUBLE_BENCH).
+// Built with GPIB_DOUBLE_GLOBALS_ONLY it has only the process-wide ibsta/iberr/ibcnt, like old releases.
 
 #include "sim/SimBench.h"
 
@@ -14,9 +13,7 @@
 #define GPIB_API extern "C" __attribute__((visibility("default")))
 
 extern "C" {
-__attribute__((visibility("default"))) volatile int ibsta = 0;
-__attribute__((visibility("default"))) volatile int iberr = 0;
-__attribute__((visibility("default"))) volatile int ibcnt = 0;
+__attribute__((visibility("default"))) volatile int ibsta = 0, iberr = 0, ibcnt = 0;
 __attribute__((visibility("default"))) volatile long ibcntl = 0;
 }
 
@@ -24,16 +21,13 @@ namespace {
 
 constexpr int kErr = 0x8000, kTimo = 0x4000, kEnd = 0x2000, kCmpl = 0x100;
 constexpr int kEdvr = 0, kEnol = 2, kEarg = 4, kEabo = 6, kEneb = 7, kEbus = 14;
-constexpr int kIbaPad = 0x1, kIbaTmo = 0x3;
 constexpr int kBoards = 4; // descriptors 0..3 are the boards, devices get higher ones
 // T-codes 0 (TNONE: never) .. 17 in milliseconds, rounded up.
 constexpr int kTimeoutMs[] = {1 << 30, 1,   1,    1,    1,     1,     3,      10,     30,
                               100,     300, 1000, 3000, 10000, 30000, 100000, 300000, 1000000};
 
 struct Descriptor {
-    int board = 0;
-    int pad = 0; // a board's own address is 0
-    int timeoutCode = 11;
+    int board = 0, pad = 0, timeoutCode = 11;         // a board's own address is 0
     std::unique_ptr<tavrelsim::SimEndpoint> endpoint; // null: nobody listens there
 };
 
@@ -41,18 +35,14 @@ std::mutex g_mutex;
 std::shared_ptr<tavrelsim::SimBench> g_bench;
 std::map<int, std::shared_ptr<Descriptor>> g_descriptors;
 int g_nextUd = kBoards;
-
 thread_local int t_sta = 0, t_err = 0;
 thread_local long t_cnt = 0;
 
 int done(int sta, int err = 0, long count = 0) {
-    t_sta = sta;
-    t_err = err;
-    t_cnt = count;
-    ibsta = sta;
-    iberr = err;
+    ibsta = t_sta = sta;
+    iberr = t_err = err;
+    ibcntl = t_cnt = count;
     ibcnt = static_cast<int>(count);
-    ibcntl = count;
     return sta;
 }
 int fail(int err, long count = 0) {
@@ -60,17 +50,13 @@ int fail(int err, long count = 0) {
 }
 
 tavrelsim::SimBench& bench() { // called with g_mutex held
-    if (!g_bench) {
-        const QString file = qEnvironmentVariable("TAVREL_GPIB_DOUBLE_BENCH");
-        try {
-            g_bench =
-                file.isEmpty() ? tavrelsim::SimBench::defaultBench() : tavrelsim::SimBench::fromFile(file);
-        } catch (const std::exception& e) {
-            // No exception may cross the C interface: an unusable bench file leaves no boards at all.
-            std::fprintf(stderr, "gpib double: %s\n", e.what());
-            g_bench =
-                tavrelsim::SimBench::fromJson(R"({"gpib": [], "com": []})", QStringLiteral("empty bench"));
-        }
+    if (g_bench) return *g_bench;
+    const QString file = qEnvironmentVariable("TAVREL_GPIB_DOUBLE_BENCH");
+    try {
+        g_bench = file.isEmpty() ? tavrelsim::SimBench::defaultBench() : tavrelsim::SimBench::fromFile(file);
+    } catch (const std::exception& e) { // no exception may cross the C interface: then there are no boards
+        std::fprintf(stderr, "gpib double: %s\n", e.what());
+        g_bench = tavrelsim::SimBench::fromJson(R"({"gpib": [], "com": []})", QStringLiteral("empty bench"));
     }
     return *g_bench;
 }
@@ -87,7 +73,6 @@ std::shared_ptr<Descriptor> find(int ud) {
     const auto it = g_descriptors.find(ud);
     return it == g_descriptors.end() ? nullptr : it->second;
 }
-
 int missing(int ud) {
     return fail(ud >= 0 && ud < kBoards ? kEneb : kEdvr);
 }
@@ -152,10 +137,8 @@ GPIB_API int ibtmo(int ud, int timeoutCode) {
 
 GPIB_API int ibonl(int ud, int online) {
     if (!find(ud)) return missing(ud);
-    if (!online && ud >= kBoards) {
-        std::lock_guard lock(g_mutex);
-        g_descriptors.erase(ud);
-    }
+    std::lock_guard lock(g_mutex);
+    if (!online && ud >= kBoards) g_descriptors.erase(ud);
     return done(kCmpl);
 }
 
@@ -171,11 +154,11 @@ GPIB_API int ibloc(int ud) {
     return find(ud) ? done(kCmpl) : missing(ud);
 }
 
-GPIB_API int ibask(int ud, int option, int* value) {
+GPIB_API int ibask(int ud, int option, int* value) { // IbaPAD 0x1, IbaTMO 0x3
     const auto d = find(ud);
     if (!d) return missing(ud);
-    if (option != kIbaPad && option != kIbaTmo) return fail(kEarg);
-    *value = option == kIbaPad ? d->pad : d->timeoutCode;
+    if (option != 0x1 && option != 0x3) return fail(kEarg);
+    *value = option == 0x1 ? d->pad : d->timeoutCode;
     return done(kCmpl);
 }
 
