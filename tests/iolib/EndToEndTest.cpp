@@ -11,6 +11,7 @@
 #include <atomic>
 
 using namespace CorvaneIOUtilsLib;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -39,14 +40,14 @@ protected:
     QString at(const QString& resource) const {
         if (GetParam() == InProcess) return resource;
         if (GetParam() == Lan) return sim->socket(resource);
-        return resource.startsWith(QStringLiteral("COM")) == (GetParam() == Serial) ? resource : QString();
+        return resource.startsWith(u"COM"_s) == (GetParam() == Serial) ? resource : QString();
     }
-    QString eol() const { return GetParam() == Serial ? QString() : QStringLiteral("\n"); }
+    QString eol() const { return GetParam() == Serial ? QString() : u"\n"_s; }
     QByteArray comPorts() const {
         QByteArray ports;
         for (int n = 1; sim && GetParam() == Serial && n <= 4; ++n)
             ports += "COM" + QByteArray::number(n) + '=' +
-                     sim->endpoints.value(QStringLiteral("COM%1 pty").arg(n)).toLocal8Bit() + ';';
+                     sim->endpoints.value(u"COM%1 pty"_s.arg(n)).toLocal8Bit() + ';';
         return ports;
     }
 
@@ -58,9 +59,8 @@ protected:
 };
 
 TEST_P(EndToEnd, ListsWhatTheBackendReaches) {
-    const QStringList all = QStringLiteral("GPIB0::1::INSTR GPIB0::2::INSTR GPIB0::4::INSTR GPIB0::5::INSTR "
-                                           "GPIB0::7::INSTR GPIB0::12::INSTR COM1 COM2 COM3 COM4")
-                                .split(QLatin1Char(' '));
+    const QStringList all = u"GPIB0::1::INSTR GPIB0::2::INSTR GPIB0::4::INSTR GPIB0::5::INSTR "
+                            "GPIB0::7::INSTR GPIB0::12::INSTR COM1 COM2 COM3 COM4"_s.split(QLatin1Char(' '));
     // clang-format off
     const std::pair<const char*, QStringList> cases[] = {
         {"?*", all}, {"gpib*", all.mid(0, 6)}, {"GPIB?*INSTR", all.mid(0, 6)}, {"GPIB0", all.mid(0, 6)},
@@ -75,25 +75,24 @@ TEST_P(EndToEnd, ListsWhatTheBackendReaches) {
 }
 
 TEST_P(EndToEnd, IdentifiesTheScopeAndMovesItsLearnString) {
-    auto session =
-        manager->Open(GetParam() == Serial ? QStringLiteral("COM1") : at(QStringLiteral("GPIB0::7::INSTR")));
+    auto session = manager->Open(GetParam() == Serial ? u"COM1"_s : at(u"GPIB0::7::INSTR"_s));
     EXPECT_EQ(session->IOType(), QLatin1String(kIoTypes[GetParam()]));
     session->SetTimeout(2500);
     session->Clear();
-    session->WriteString(QStringLiteral("*IDN?") + eol()); // on GPIB, END completes it
+    session->WriteString(u"*IDN?"_s + eol()); // on GPIB, END completes it
     const QString idn = session->ReadString();
-    EXPECT_TRUE(idn.startsWith(QStringLiteral("CORVANE TECHNOLOGIES,TV100A,"))) << idn.toStdString();
+    EXPECT_TRUE(idn.startsWith(u"CORVANE TECHNOLOGIES,TV100A,"_s)) << idn.toStdString();
     if (GetParam() != Serial) {
-        EXPECT_EQ(idn, QStringLiteral("CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02"));
+        EXPECT_EQ(idn, u"CORVANE TECHNOLOGIES,TV100A,CT41000107,A.01.02"_s);
     }
 
-    session->WriteString(QStringLiteral(":SYST:SET?") + eol());
+    session->WriteString(u":SYST:SET?"_s + eol());
     const QByteArray block = session->ReadIEEEBlock();
     ASSERT_TRUE(block.contains('\n')); // the learn string carries newline bytes
     const QByteArray length = QByteArray::number(block.size());
     session->WriteBytes(":SYST:SET #" + QByteArray::number(length.size()) + length + block +
                         eol().toLatin1());
-    EXPECT_EQ(session->Query(QStringLiteral(":SYST:ERR?")), QStringLiteral("0,\"No error\""));
+    EXPECT_EQ(session->Query(u":SYST:ERR?"_s), u"0,\"No error\""_s);
 }
 
 TEST_P(EndToEnd, FaultsFailClearlyWithinTheTimeout) {
@@ -132,7 +131,7 @@ TEST_P(EndToEnd, FaultsFailClearlyWithinTheTimeout) {
 
 // Several threads at once, each on its own port, as the instrument search runs.
 TEST_P(EndToEnd, PortsCanBeUsedFromSeveralThreadsAtOnce) {
-    const qsizetype listed = manager->FindRsrc(QStringLiteral("?*")).size();
+    const qsizetype listed = manager->FindRsrc(u"?*"_s).size();
     std::atomic<int> failures{0};
     std::vector<std::unique_ptr<QThread>> threads;
     for (const char* resource : {"GPIB0::7::INSTR", "GPIB0::12::INSTR", "COM1"}) {
@@ -141,9 +140,9 @@ TEST_P(EndToEnd, PortsCanBeUsedFromSeveralThreadsAtOnce) {
         threads.emplace_back(QThread::create([&, address] {
             for (int i = 0; i < 10; ++i) {
                 try {
-                    failures += manager->FindRsrc(QStringLiteral("?*")).size() != listed;
+                    failures += manager->FindRsrc(u"?*"_s).size() != listed;
                     auto session = manager->Open(address);
-                    session->WriteString(QStringLiteral("*IDN?") + eol());
+                    session->WriteString(u"*IDN?"_s + eol());
                     failures += !session->ReadString().contains(QLatin1Char(','));
                 } catch (const IOError&) {
                     ++failures;
@@ -161,28 +160,26 @@ INSTANTIATE_TEST_SUITE_P(Backends, EndToEnd,
                          ::testing::Values(InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial),
                          [](const auto& info) { return std::string(kBackendNames[info.param]); });
 
-// The simulated serial instrument hears only a host whose line matches its own.
+// The simulated serial instrument hears only a host whose line matches its own (COM1 9600 8N1, COM2 2400
+// 7E2 with DTR/DSR): each is opened one setting off, then put right.
 TEST(InProcessSerial, TheLineMustMatchTheInstrument) {
     IOManager manager(tavrelsim::SimBench::fromFile(benchFile()));
-    auto session = std::unique_ptr<SerialSession>(
-        dynamic_cast<SerialSession*>(manager.Open(QStringLiteral("COM1::Baud=19200")).release()));
-    session->SetTimeout(300);
-    EXPECT_EQ(failureOf([&] { session->Query(QStringLiteral("*IDN?")); }).kind, IOError::Timeout);
-    session->SetBaudRate(9600); // then what the identification does on such a port
-    session->Clear();
-    session->SetEndOut(RS232_EndOut_None);
-    session->WriteString(QStringLiteral("\r\n"));
-    session->SetEndOut(RS232_EndOut_LineEnd);
-    EXPECT_TRUE(session->Query(QStringLiteral("*IDN?")).startsWith(QStringLiteral("CORVANE")));
-    EXPECT_EQ(failureOf([&] { session->ReadBytes(1); }).kind, IOError::Timeout); // nothing left over
-
-    session.reset(dynamic_cast<SerialSession*>(
-        manager.Open(QStringLiteral("COM2::Baud=2400,Parity=EVEN,Size=7,Stop=2,Handshake=DTR_DSR"))
-            .release()));
-    EXPECT_TRUE(session->Query(QStringLiteral("*IDN?")).startsWith(QStringLiteral("CORVANE")));
-    session->SetParity(RS232_Parity_Odd);
-    session->SetTimeout(200);
-    EXPECT_EQ(failureOf([&] { session->Query(QStringLiteral("*IDN?")); }).kind, IOError::Timeout);
+    const std::pair<QString, std::function<void(SerialSession&)>> cases[] = {
+        {u"COM1::Baud=19200"_s, [](SerialSession& s) { s.SetBaudRate(9600); }},
+        {u"COM2::Baud=2400,Parity=ODD,Size=7,Stop=2,Handshake=DTR_DSR"_s,
+         [](SerialSession& s) { s.SetParity(RS232_Parity_Even); }},
+    };
+    for (const auto& [address, putRight] : cases) {
+        auto session =
+            std::unique_ptr<SerialSession>(dynamic_cast<SerialSession*>(manager.Open(address).release()));
+        session->SetTimeout(300);
+        EXPECT_EQ(failureOf([&] { session->Query(u"*IDN?"_s); }).kind, IOError::Timeout)
+            << address.toStdString();
+        putRight(*session);
+        session->Clear();
+        EXPECT_TRUE(session->Query(u"*IDN?"_s).startsWith(u"CORVANE"_s)) << address.toStdString();
+        EXPECT_EQ(failureOf([&] { session->ReadBytes(1); }).kind, IOError::Timeout) << "nothing left over";
+    }
 }
 
 TEST(CreateFromEnvironment, PicksTheBackendsOrSaysWhatIsWrong) {
@@ -194,7 +191,7 @@ TEST(CreateFromEnvironment, PicksTheBackendsOrSaysWhatIsWrong) {
          {std::pair{QByteArray("sim"), 2}, std::pair{"sim:" + benchFile().toLocal8Bit(), 4}}) {
         EnvironmentGuard io("TAVREL_IO", value);
         EXPECT_TRUE(IOManager::create()->IsSimulated());
-        EXPECT_EQ(IOManager::create()->FindRsrc(QStringLiteral("COM*")).size(), ports) << value.constData();
+        EXPECT_EQ(IOManager::create()->FindRsrc(u"COM*"_s).size(), ports) << value.constData();
     }
     for (const auto& [value, kind] : {std::pair{"sim:/nonexistent/bench.json", IOError::Io},
                                       std::pair{"hardware", IOError::Unsupported}}) {
@@ -215,9 +212,9 @@ TEST(GpibWithoutLibrary, HasNoPortsAndSaysWhy) {
         SetTraceHook([&](const QString& note) { notes << note; });
         IOManager manager;
         SetTraceHook({});
-        EXPECT_TRUE(manager.FindRsrc(QStringLiteral("?*")).isEmpty()) << library;
+        EXPECT_TRUE(manager.FindRsrc(u"?*"_s).isEmpty()) << library;
         EXPECT_EQ(notes.filter(QLatin1String(library)).size(), 1) << library;
-        const Failure failure = failureOf([&] { manager.Open(QStringLiteral("GPIB0::7::INSTR")); });
+        const Failure failure = failureOf([&] { manager.Open(u"GPIB0::7::INSTR"_s); });
         EXPECT_EQ(failure.kind, IOError::NotFound) << library;
         EXPECT_TRUE(failure.message.contains(QLatin1String(library))) << failure.message.toStdString();
     }
@@ -226,11 +223,10 @@ TEST(GpibWithoutLibrary, HasNoPortsAndSaysWhy) {
 TEST(Lan, NothingListeningIsNotFound) {
     QTcpServer probe;
     probe.listen(QHostAddress::LocalHost, 0);
-    const QString closed = QStringLiteral("127.0.0.1:%1").arg(probe.serverPort());
+    const QString closed = u"127.0.0.1:%1"_s.arg(probe.serverPort());
     probe.close();
     const Failure failure = failureOf([&] {
-        IOManager().Open(QStringLiteral("TCPIP0::%1::SOCKET")
-                             .arg(QString(closed).replace(QLatin1Char(':'), QStringLiteral("::"))));
+        IOManager().Open(u"TCPIP0::%1::SOCKET"_s.arg(QString(closed).replace(QLatin1Char(':'), u"::"_s)));
     });
     EXPECT_EQ(failure.kind, IOError::NotFound) << failure.message.toStdString();
     EXPECT_TRUE(failure.message.contains(closed)) << failure.message.toStdString();

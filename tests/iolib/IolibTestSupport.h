@@ -9,6 +9,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 // Sets (or unsets) an environment variable for one test and puts the old value back afterwards.
 class EnvironmentGuard {
 public:
@@ -69,13 +71,12 @@ inline QString benchFile() {
 // tavrel-sim serving the bench above: each resource's TCP port or pseudo-terminal.
 struct SimProcess {
     bool start() {
-        process.start(QStringLiteral(TAVREL_BINARY_DIR "/bin/tavrel-sim"),
-                      {"--quiet", "--bench", benchFile()});
+        process.start(u"" TAVREL_BINARY_DIR "/bin/tavrel-sim"_s, {"--quiet", "--bench", benchFile()});
         if (!process.waitForStarted(10000)) return false;
         while (true) {
             while (process.canReadLine()) {
                 const QStringList f = QString::fromUtf8(process.readLine()).trimmed().split(QLatin1Char(' '));
-                if (f == QStringList{QStringLiteral("ready")}) return true;
+                if (f == QStringList{u"ready"_s}) return true;
                 if (f.size() >= 4) endpoints[f[0] + QLatin1Char(' ') + f[2]] = f[3];
             }
             if (!process.waitForReadyRead(10000)) return false;
@@ -86,8 +87,8 @@ struct SimProcess {
         process.waitForFinished(10000);
     }
     QString socket(const QString& resource) const {
-        const QString at = endpoints.value(resource + QStringLiteral(" tcp"));
-        return at.isEmpty() ? at : QStringLiteral("TCPIP0::%1::SOCKET").arg(QString(at).replace(':', "::"));
+        const QString at = endpoints.value(resource + u" tcp"_s);
+        return at.isEmpty() ? at : u"TCPIP0::%1::SOCKET"_s.arg(QString(at).replace(':', "::"));
     }
 
     QProcess process;

@@ -2,6 +2,7 @@
 #include "IolibTestSupport.h"
 
 using namespace CorvaneIOUtilsLib;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -58,7 +59,7 @@ TEST(ResourceAddress, AcceptsGoodFormsAndNamesTheFault) {
             << failure.message.toStdString();
         EXPECT_TRUE(failure.message.contains(QString::fromLatin1(c.text).trimmed()))
             << failure.message.toStdString();
-        EXPECT_EQ(failure.message.contains(QStringLiteral("not supported")), c.error == IOError::Unsupported);
+        EXPECT_EQ(failure.message.contains(u"not supported"_s), c.error == IOError::Unsupported);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 using namespace CorvaneIOUtilsLib;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -34,7 +35,7 @@ protected:
     std::unique_ptr<SerialSession> open(const QString& address) {
         auto session =
             std::unique_ptr<SerialSession>(dynamic_cast<SerialSession*>(IOManager().Open(address).release()));
-        EXPECT_EQ(session->IOType(), QStringLiteral("ASRL"));
+        EXPECT_EQ(session->IOType(), u"ASRL"_s);
         return session;
     }
     termios line() const {
@@ -63,36 +64,36 @@ protected:
 };
 
 TEST_F(SerialPort, ListsMappedPortsWhoseDevicesOpen) {
-    EXPECT_EQ(IOManager().FindRsrc(QStringLiteral("COM*")), QStringList{QStringLiteral("COM1")});
-    EXPECT_EQ(IOManager().FindRsrc(QStringLiteral("com1")), QStringList{QStringLiteral("COM1")});
+    EXPECT_EQ(IOManager().FindRsrc(u"COM*"_s), QStringList{u"COM1"_s});
+    EXPECT_EQ(IOManager().FindRsrc(u"com1"_s), QStringList{u"COM1"_s});
     for (const char* address : {"COM2", "COM3::Baud=19200"})
         EXPECT_EQ(failureOf([&] { IOManager().Open(QLatin1String(address)); }).kind, IOError::NotFound)
             << address;
 }
 
 TEST_F(SerialPort, QueriesLinesAndBlocksAndAddsLineEndsOnlyWhenAsked) {
-    auto session = open(QStringLiteral("COM1"));
+    auto session = open(u"COM1"_s);
     reply(kIdn + "\r\n");
-    EXPECT_EQ(session->Query(QStringLiteral("*IDN?")), kIdn);
+    EXPECT_EQ(session->Query(u"*IDN?"_s), kIdn);
     reply("#15a\nb\nc\n" + kIdn + "\n");
-    session->WriteString(QStringLiteral("BLOCK?")); // EndOut completes it
+    session->WriteString(u"BLOCK?"_s); // EndOut completes it
     EXPECT_EQ(session->ReadIEEEBlock(), QByteArray("a\nb\nc"));
     EXPECT_EQ(session->ReadString(), kIdn); // the block's line end went with it
     session->SetEndOut(RS232_EndOut_None);
-    session->WriteString(QStringLiteral("\r\n"));
-    session->WriteString(QStringLiteral("*ID"));
+    session->WriteString(u"\r\n"_s);
+    session->WriteString(u"*ID"_s);
     session->SetEndOut(RS232_EndOut_LineEnd);
-    session->WriteString(QStringLiteral("N?"));
+    session->WriteString(u"N?"_s);
     EXPECT_EQ(received(), QByteArray("*IDN?\nBLOCK?\n\r\n*IDN?\n"));
     EXPECT_THROW(session->SetEndOut(2), IOError);
 }
 
 TEST_F(SerialPort, SilenceTimesOutAndAHangUpIsDropped) {
-    auto session = open(QStringLiteral("COM1"));
+    auto session = open(u"COM1"_s);
     session->SetTimeout(200);
-    const Failure silence = failureOf([&] { session->Query(QStringLiteral("*IDN?")); });
+    const Failure silence = failureOf([&] { session->Query(u"*IDN?"_s); });
     EXPECT_EQ(silence.kind, IOError::Timeout);
-    EXPECT_TRUE(silence.message.startsWith(QStringLiteral("COM1: "))) << silence.message.toStdString();
+    EXPECT_TRUE(silence.message.startsWith(u"COM1: "_s)) << silence.message.toStdString();
     EXPECT_LT(silence.elapsedMs, 200 + 2000);
     hangUp();
     EXPECT_EQ(failureOf([&] { session->ReadString(); }).kind, IOError::Dropped);
@@ -116,7 +117,7 @@ TEST_F(SerialPort, SettingsReachTheDevice) {
         EXPECT_EQ((settings.c_cflag & CSTOPB) != 0, c.twoStopBits) << c.address;
         EXPECT_EQ((settings.c_iflag & IXON) != 0, c.xonXoff) << c.address;
     }
-    auto session = open(QStringLiteral("COM1"));
+    auto session = open(u"COM1"_s);
     session->SetBaudRate(38400);
     session->SetStopBits(2);
     termios settings = line();
@@ -131,7 +132,7 @@ TEST_F(SerialPort, SettingsReachTheDevice) {
 TEST_F(SerialPort, DtrDsrWithoutModemLinesFallsBackAndSaysSoOnce) {
     QStringList notes;
     SetTraceHook([&](const QString& note) { notes << note; });
-    auto session = open(QStringLiteral("COM1::Handshake=DTR_DSR"));
+    auto session = open(u"COM1::Handshake=DTR_DSR"_s);
     const QByteArray command = QByteArray(200, ' ') + "*IDN?"; // several paced chunks
     for (int i = 0; i < 2; ++i) {
         reply(kIdn + "\n");
@@ -143,8 +144,8 @@ TEST_F(SerialPort, DtrDsrWithoutModemLinesFallsBackAndSaysSoOnce) {
     session->SetDTR(true);
     SetTraceHook({});
     EXPECT_EQ(received(), command + "\n" + command + "\n");
-    EXPECT_EQ(notes.filter(QStringLiteral("DTR/DSR handshake works as no flow control")).size(), 1);
-    EXPECT_EQ(notes.filter(QStringLiteral("DTR and RTS are not driven")).size(), 1);
+    EXPECT_EQ(notes.filter(u"DTR/DSR handshake works as no flow control"_s).size(), 1);
+    EXPECT_EQ(notes.filter(u"DTR and RTS are not driven"_s).size(), 1);
 }
 
 } // namespace
