@@ -272,3 +272,15 @@ TEST_F(SimScope, AutoScaleBringsEverySignalOntoTheScreen) {
         EXPECT_GE((s.max - s.min) / scale, 2.0) << c;
     }
 }
+
+TEST_F(SimScope, PeakDetectCatchesWhatSamplingAliases) {
+    // One sample a period of channel 1's 1 kHz: plain sampling sees the same phase every time, peak
+    // detect still sees the whole swing.
+    scope.Acquisition().SetPoints(100);
+    scope.Timebase().SetScale(1e-2);
+    const Stats sampled = acquire(Tavrel_Channel_1);
+    scope.Acquisition().SetType(Tavrel_AcquisitionType_Peak);
+    const Stats peak = acquire(Tavrel_Channel_1);
+    EXPECT_LT(sampled.max - sampled.min, 0.3);
+    EXPECT_GT(peak.max - peak.min, 1.4);
+}
