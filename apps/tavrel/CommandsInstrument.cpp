@@ -1,5 +1,6 @@
 // tavrel ports | scpi ADDRESS COMMAND | idn ADDRESS | test ADDRESS | connect [--reset] [--check-id]
 #include "Cli.h"
+#include "CliConnection.h"
 #include "CliControl.h"
 
 #include "automation/ScopeTavrel.h"
@@ -163,10 +164,11 @@ int runConnect(CliContext& context) {
     // The options apply to this connection only; the document keeps its own settings.
     if (reset) control->SetResetOnInitialize(true);
     if (checkId) control->SetCheckIDOnInitialize(true);
-    control->Initialize();
-    const QString identity = control->Session().Server().Identify();
-    const QString name = control->ConnectionName();
-    control->CloseConnection();
+    QString identity, name;
+    WithConnection(*control, [&] {
+        identity = control->Session().Server().Identify();
+        name = control->ConnectionName();
+    });
     if (context.json)
         context.printJson({{QStringLiteral("connection"), name}, {QStringLiteral("identity"), identity}});
     else

@@ -1,6 +1,7 @@
 // tavrel setup list|add|remove|comment|get|send|save|load|info: the setups of a control kept in a
 // host document, their transfer to and from the instrument, and setup files.
 #include "Cli.h"
+#include "CliConnection.h"
 #include "CliControl.h"
 
 #include "control/TavrelScope.h"
@@ -25,18 +26,6 @@ void requireDocument(const CliContext& context, const QString& usage) {
 qsizetype learnStringSize(const QVariant& learnString) {
     return learnString.isValid() ? learnString.toByteArray().size() : 0;
 }
-
-// Open for the length of one transfer, closed again whatever happens.
-class Connection {
-public:
-    explicit Connection(TavrelScope& control) : m_control(control) { m_control.Initialize(); }
-    ~Connection() { m_control.CloseConnection(); }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-private:
-    TavrelScope& m_control;
-};
 
 void answer(const CliContext& context, const QJsonObject& json, const QString& text) {
     if (context.json)
@@ -123,10 +112,8 @@ int runGet(CliContext& context) {
     requireDocument(context, QStringLiteral("get"));
     auto control = OpenControl(context);
     SetupTavrelScope& setup = control->Setups().Item(context.args.first());
-    SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, ErrorNumber::ConnectionFailed, [&] {
-        Connection connection(*control);
-        setup.GetFromInstrument();
-    });
+    SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, ErrorNumber::ConnectionFailed,
+                                     [&] { WithConnection(*control, [&] { setup.GetFromInstrument(); }); });
     SaveControl(context, *control);
     answer(context, describe(setup), QStringLiteral("Got %1").arg(describeLine(setup)));
     return 0;
@@ -137,10 +124,8 @@ int runSend(CliContext& context) {
     requireDocument(context, QStringLiteral("send"));
     auto control = OpenControl(context);
     SetupTavrelScope& setup = control->Setups().Item(context.args.first());
-    SetupSupport::WithTransferErrors(SetupSupport::kSendSetupTitle, ErrorNumber::SendRefused, [&] {
-        Connection connection(*control);
-        setup.SendToInstrument();
-    });
+    SetupSupport::WithTransferErrors(SetupSupport::kSendSetupTitle, ErrorNumber::SendRefused,
+                                     [&] { WithConnection(*control, [&] { setup.SendToInstrument(); }); });
     // The collection remembers the setup last sent.
     SaveControl(context, *control);
     answer(context, describe(setup), QStringLiteral("Sent %1").arg(describeLine(setup)));
