@@ -152,6 +152,20 @@ Timing ioLibrary(int port, int reps) {
     return summarize(seconds);
 }
 
+// The request that comes before the data: the source and format chosen, the preamble read back.
+Timing preambleOnly(int port, int reps) {
+    BrumelTB::ScopeTavrel scope(std::make_shared<CorvaneIOUtilsLib::IOManager>());
+    scope.Open(lanAddress(port));
+    std::vector<double> seconds;
+    for (int i = 0; i < reps; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        scope.QueryText(kSelect + QStringLiteral(";PREamble?"));
+        seconds.push_back(timer.nsecsElapsed() / 1e9);
+    }
+    return summarize(seconds);
+}
+
 // What converting alone costs on this machine: a block already in memory into arrays handed back.
 Timing convertOnly(int reps) {
     BrumelTB::WaveformPreamble preamble;
@@ -245,6 +259,7 @@ int main(int argc, char** argv) {
     // Each reader has the instrument to itself: the simulator serves one client at a time.
     const Ours our = ours(port, reps);
     const Timing library = ioLibrary(port, reps);
+    const Timing preamble = preambleOnly(port, reps);
     qint64 floorBytes = 0;
     const Timing floor = plainSocket(port, reps, floorBytes);
     const QJsonObject py = pyvisa(python, script, port, std::max(3, reps / 3));
@@ -267,6 +282,8 @@ int main(int argc, char** argv) {
     row("GetWaveformData, new arrays each call", our.fresh);
     row("our I/O library: DATA? + ReadIEEEBlock, bytes only", library);
     row("plain POSIX socket, bytes only (floor)", floor);
+    std::printf("| the request before the data: source, format and preamble | %.2f | %.2f | | | |\n",
+                preamble.best * 1e3, preamble.median * 1e3);
     row(qPrintable(QStringLiteral("pyvisa-py %1 query_binary_values + numpy")
                        .arg(py[QStringLiteral("pyvisa_py")].toString())),
         pv);
