@@ -227,13 +227,4 @@ void ConvertWaveform(const WaveformPreamble& preamble, const QByteArray& block, 
                  values.data());
 }
 
-void ConvertLogic(const WaveformPreamble& preamble, const QByteArray& block, bool lsbFirst,
-                  QVector<double>& time, QVector<quint16>& codes) {
-    const qsizetype n = sampleCount(preamble, block);
-    time.resize(n);
-    codes.resize(n);
-    ConvertLogicSlice(preamble, reinterpret_cast<const uchar*>(block.constData()), 0, n, lsbFirst,
-                      time.data(), codes.data());
-}
-
 } // namespace BrumelTB

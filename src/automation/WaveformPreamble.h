@@ -33,9 +33,6 @@ struct WaveformPreamble {
 // hold the preamble's number of samples.
 void ConvertWaveform(const WaveformPreamble& preamble, const QByteArray& block, bool lsbFirst,
                      QVector<double>& time, QVector<double>& values);
-// The same for logic data: the raw 16-bit words (bit k is input Dk), or bytes for a single pod.
-void ConvertLogic(const WaveformPreamble& preamble, const QByteArray& block, bool lsbFirst,
-                  QVector<double>& time, QVector<quint16>& codes);
 
 // One slice of a BYTE or WORD block, for converting while the rest is still arriving: count samples
 // from their codes at bytes, written at index first of time and values (or codes).

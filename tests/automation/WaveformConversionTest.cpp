@@ -92,8 +92,12 @@ TEST(WaveformConversion, ScalesEachFormatByThePreamble) {
             ServerError)
             << bytes;
 
-    QVector<quint16> logic;
-    ConvertLogic(WaveformPreamble::Parse(kPreamble), words(kCodes, false), false, time, logic);
+    const QByteArray logicBlock = words(kCodes, false);
+    QVector<quint16> logic(kCodes.size());
+    time.resize(kCodes.size());
+    ConvertLogicSlice(WaveformPreamble::Parse(kPreamble),
+                      reinterpret_cast<const uchar*>(logicBlock.constData()), 0, kCodes.size(), false,
+                      time.data(), logic.data());
     EXPECT_EQ(logic, QVector<quint16>(kCodes.begin(), kCodes.end())) << "logic words are kept raw";
 }
 
