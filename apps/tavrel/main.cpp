@@ -114,13 +114,15 @@ int main(int argc, char** argv) {
         return 2;
     } catch (const TavrelError& e) {
         if (context.json) {
-            context.printJson(
-                {{QStringLiteral("error"), QJsonObject{{QStringLiteral("number"), e.hexNumber()},
-                                                       {QStringLiteral("source"), e.source()},
-                                                       {QStringLiteral("description"), e.description()}}}});
+            QJsonObject error{{QStringLiteral("number"), e.hexNumber()},
+                              {QStringLiteral("source"), e.source()},
+                              {QStringLiteral("description"), e.description()}};
+            if (!e.detail().isEmpty()) error.insert(QStringLiteral("detail"), e.detail());
+            context.printJson({{QStringLiteral("error"), error}});
         }
         context.printError(
             QStringLiteral("tavrel: error %1 (%2): %3").arg(e.hexNumber(), e.source(), e.description()));
+        if (!e.detail().isEmpty()) context.printError(QStringLiteral("tavrel: %1").arg(e.detail()));
         return 1;
     } catch (const std::exception& e) {
         if (context.json)

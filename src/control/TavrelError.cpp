@@ -9,6 +9,14 @@ TavrelError::TavrelError(qint32 number, QString source, QString description, QSt
     m_what = QStringLiteral("error %1 (%2): %3").arg(hexNumber(), m_source, m_description).toUtf8();
 }
 
+TavrelError& TavrelError::withDetail(QString detail) {
+    m_detail = std::move(detail);
+    QString what = QStringLiteral("error %1 (%2): %3").arg(hexNumber(), m_source, m_description);
+    if (!m_detail.isEmpty()) what += QStringLiteral(" (%1)").arg(m_detail);
+    m_what = what.toUtf8();
+    return *this;
+}
+
 QString TavrelError::hexNumber() const {
     return QStringLiteral("0x") + QString::number(static_cast<quint32>(m_number), 16).toUpper();
 }

@@ -27,6 +27,10 @@ public:
     const QString& description() const { return m_description; }
     const QString& helpFile() const { return m_helpFile; }
     qint32 helpContext() const { return m_helpContext; }
+    // What the number and text cannot say: the file, key, address or reason behind this error.
+    // Empty when there is nothing to add; hosts show it on a line of its own.
+    const QString& detail() const { return m_detail; }
+    TavrelError& withDetail(QString detail);
 
     // "0x8004017C": the number as hosts and logs show it.
     QString hexNumber() const;
@@ -38,6 +42,7 @@ private:
     QString m_description;
     QString m_helpFile;
     qint32 m_helpContext;
+    QString m_detail;
     QByteArray m_what;
 };
 
