@@ -9,6 +9,11 @@ namespace BrumelTB {
 
 class ScopeTavrel;
 
+// The largest learn string the component takes, from an instrument, a setup file or a host
+// document alike. A scope's front-panel state is a few kilobytes; the bound keeps a hostile block
+// header or file from taking memory, and keeps every document that holds setups readable.
+constexpr qsizetype kMaxLearnStringBytes = 1024 * 1024;
+
 // Common instrument utilities: the learn string (the instrument's whole front-panel state) and the
 // instrument's model and firmware version.
 class UtilitiesTavrel {
