@@ -5,6 +5,7 @@
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
@@ -142,6 +143,20 @@ TEST_F(CDebugTest, LogIsPrivateTruncatedOnceAndPlantedFilesAreRefusedSilently) {
         EXPECT_EQ(m_order, QStringList{"event"}) << planted;
         EXPECT_EQ(log(), "keep me") << planted;
     }
+
+    // A FIFO with a reader on the other end: opening it would not block, yet it is no log file.
+    QFile::remove(logPath());
+    ASSERT_EQ(::mkfifo(logName.constData(), 0600), 0);
+    const int reader = ::open(logName.constData(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    m_order.clear();
+    m_debug.SetDebugMode(0);
+    m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
+    m_debug.ReportError(1, "x", "C", "P");
+    EXPECT_EQ(m_order, QStringList{"event"});
+    char byte = 0;
+    EXPECT_LE(::read(reader, &byte, 1), 0) << "a report went into the FIFO";
+    ::close(reader);
 }
 
 TEST_F(CDebugTest, ConcurrentReportsGoOutWholeAndOneAtATime) {
