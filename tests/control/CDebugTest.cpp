@@ -2,6 +2,7 @@
 #include "control/MessageBoxSeam.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -34,6 +35,7 @@ protected:
     }
     QString logPath() const { return m_dir.filePath("VelScope.DBG"); }
     QByteArray log() const {
+        if (!QFileInfo(logPath()).isFile()) return {}; // opening a FIFO here would wait for a writer
         QFile f(logPath());
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     }
