@@ -42,7 +42,9 @@ int runPorts(CliContext& context) {
         QStringList addresses;
         for (const QJsonValue& a : it.value().toArray())
             addresses.append(QString::number(a.toInt()));
-        context.print(QStringLiteral("%1: %2").arg(it.key(), addresses.join(QStringLiteral(", "))));
+        context.print(QStringLiteral("%1: %2").arg(it.key(), addresses.isEmpty()
+                                                                 ? QStringLiteral("(no instruments listed)")
+                                                                 : addresses.join(QStringLiteral(", "))));
     }
     for (const QJsonValue& port : com)
         context.print(port.toString());

@@ -73,6 +73,8 @@ TEST(CliInstrument, PortsConnectAndScpiOnGoodAndBadBenches) {
     const CliResult ports = sim({"ports"});
     ASSERT_EQ(ports.exitCode, 0) << ports.err.constData();
     EXPECT_EQ(ports.json()["gpib"].toObject()["GPIB0"].toArray(), (QJsonArray{3, 7, 12, 22}));
+    // A board with nobody listening on it is there all the same.
+    EXPECT_EQ(ports.json()["gpib"].toObject()["GPIB1"], QJsonArray());
     EXPECT_EQ(ports.json()["com"].toArray(), (QJsonArray{"COM1", "COM2"}));
     const CliResult connected = sim({"connect", "--check-id", "--reset"});
     ASSERT_EQ(connected.exitCode, 0) << connected.err.constData();
