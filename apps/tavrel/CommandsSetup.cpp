@@ -114,7 +114,8 @@ int runGet(CliContext& context) {
     requireDocument(context, QStringLiteral("get"));
     auto control = OpenControl(context);
     SetupTavrelScope& setup = control->Setups().Item(context.args.first());
-    SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, ErrorNumber::ConnectionFailed,
+    // A refusal by the instrument keeps the refusal's number; only the I/O fails as the connection.
+    SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, kServerRefusedErrorNumber,
                                      [&] { WithConnection(*control, [&] { setup.GetFromInstrument(); }); });
     SaveControl(context, *control);
     answer(context, describe(setup), QStringLiteral("Got %1").arg(describeLine(setup)));
