@@ -251,28 +251,3 @@ TEST(CliSafety, TextsFromFilesAndInstrumentsCannotDriveTheTerminal) {
     EXPECT_NE(missing.exitCode, 0);
     EXPECT_TRUE(clean(missing.err)) << missing.err.constData();
 }
-
-TEST(CliSafety, RefusalsKeepTheirNumberAndIoFailuresTheirs) {
-    // An instrument whose identity has no commas cannot name its model: the get is refused. One that
-    // cuts its replies short fails in the I/O.
-    QTemporaryDir dir;
-    const QString bench = dir.filePath(QStringLiteral("bench.json"));
-    QFile f(bench);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(R"({"gpib": [{"board": 0, "devices": [
-        {"address": 7, "kind": "tavrel", "faults": {"no_comma": true}},
-        {"address": 8, "kind": "tavrel", "faults": {"truncate_blocks": 5}}]}]})");
-    f.close();
-    const QString doc = dir.filePath(QStringLiteral("host.json"));
-    ASSERT_EQ(RunTavrel({"doc", "init", doc}).exitCode, 0);
-    ASSERT_EQ(RunTavrel({"--doc", doc, "setup", "add", "s1"}).exitCode, 0);
-    const std::pair<const char*, const char*> cases[] = {{"GPIB0::7::INSTR", "0x80040201"},
-                                                         {"GPIB0::8::INSTR", "0x8004003B"}};
-    for (const auto& [address, number] : cases) {
-        ASSERT_EQ(RunTavrel({"doc", "set", doc, "Address", address}).exitCode, 0);
-        const CliResult r = RunTavrel({"--sim=" + bench, "--json", "--doc", doc, "setup", "get", "s1"});
-        EXPECT_EQ(r.exitCode, 1) << address;
-        EXPECT_EQ(r.json()["error"].toObject()["number"].toString(), number) << address << r.out.constData();
-        EXPECT_EQ(r.json()["error"].toObject()["source"].toString(), "Get Setup") << address;
-    }
-}
