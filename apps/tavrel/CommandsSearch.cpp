@@ -63,9 +63,9 @@ void PrintSearchTable(const CliContext& context, const SearchResult& result) {
         for (int column = 0; column < 3; ++column)
             widths[column] = std::max(widths[column], cells.last()[column].size());
     }
-    const auto line = [&](const QString& mark, const QStringList& cells) {
-        return mark + padded(cells[0], widths[0]) + QStringLiteral("  ") + padded(cells[1], widths[1]) +
-               QStringLiteral("  ") + padded(cells[2], widths[2]) + QStringLiteral("  ") + cells[3];
+    const auto line = [&](const QString& mark, const QStringList& texts) {
+        return mark + padded(texts[0], widths[0]) + QStringLiteral("  ") + padded(texts[1], widths[1]) +
+               QStringLiteral("  ") + padded(texts[2], widths[2]) + QStringLiteral("  ") + texts[3];
     };
     context.print(line(QStringLiteral("  "), headings).trimmed().prepend(QStringLiteral("  ")));
     for (qsizetype i = 0; i < result.rows.size(); ++i) {
