@@ -12,10 +12,17 @@ struct CliContext {
     QString documentPath; // --doc FILE
     QStringList args;     // the command's own arguments, after its name(s)
 
+    // Human-readable text goes out with its control characters escaped (line breaks kept): texts from
+    // files, documents and instruments must not drive the terminal. JSON escapes them itself.
     void print(const QString& text) const;      // a line of human-readable output on stdout
     void printJson(const QJsonObject& o) const; // the machine-readable answer on stdout
     void printError(const QString& text) const; // a line on stderr
 };
+
+// Control characters (C0, DEL, C1) and the bidirectional overrides as visible escapes ("\r",
+// "\x1B", "\u009B"); line breaks too unless keepLineBreaks. A value embedded in a line of output
+// goes through this whole, so that a line break in it cannot pass for another line.
+QString TerminalText(const QString& text, bool keepLineBreaks = false);
 
 // A mistake in how the tool was called: exit status 2.
 struct UsageError : std::runtime_error {

@@ -14,7 +14,8 @@ int runInit(CliContext& context) {
     const bool force = TakeFlag(args, QStringLiteral("--force"));
     ExpectPositional(args, 1, QStringLiteral("doc init FILE [--force]"));
     const QString path = args.first();
-    if (QFileInfo::exists(path) && !force)
+    // A symbolic link counts as there even when it dangles: writing through it would create its target.
+    if ((QFileInfo::exists(path) || QFileInfo(path).isSymLink()) && !force)
         throw CliFailure(QStringLiteral("%1 exists already; use --force to replace it").arg(path));
     TavrelScope control; // creation applies the defaults of a new control
     ControlDocument::Save(control, path);

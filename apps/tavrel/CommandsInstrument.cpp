@@ -7,6 +7,7 @@
 #include "control/CTavrelEZ.h"
 #include "control/TavrelScope.h"
 #include "discovery/CQueryInstrument.h"
+#include "discovery/IdentificationMessage.h"
 #include "iolib/IOManager.h"
 
 #include "iolib/IOSession.h"
@@ -41,7 +42,9 @@ int runPorts(CliContext& context) {
         QStringList addresses;
         for (const QJsonValue& a : it.value().toArray())
             addresses.append(QString::number(a.toInt()));
-        context.print(QStringLiteral("%1: %2").arg(it.key(), addresses.join(QStringLiteral(", "))));
+        context.print(QStringLiteral("%1: %2").arg(it.key(), addresses.isEmpty()
+                                                                 ? QStringLiteral("(no instruments listed)")
+                                                                 : addresses.join(QStringLiteral(", "))));
     }
     for (const QJsonValue& port : com)
         context.print(port.toString());
@@ -104,7 +107,7 @@ int runScpi(CliContext& context) {
         if (context.json)
             context.printJson(answer);
         else
-            context.print(QString::fromLatin1(reply));
+            context.print(TerminalText(QString::fromLatin1(reply)));
     }
     return 0;
 }
@@ -122,18 +125,24 @@ int runIdn(CliContext& context) {
     auto control = OpenControl(context);
     CQueryInstrument query = queryFor(*control);
     QString reply;
-    const qint16 code = control->IOConfigurationControl().IsStringGPIB(address)
-                            ? query.GPIBIDNQuery(address, reply)
-                            : query.RS232IDNQuery(address, reply);
+    const bool isGPIB = control->IOConfigurationControl().IsStringGPIB(address);
+    const qint16 code = isGPIB ? query.GPIBIDNQuery(address, reply) : query.RS232IDNQuery(address, reply);
     if (context.json)
         context.printJson({{QStringLiteral("address"), address},
                            {QStringLiteral("code"), code},
                            {QStringLiteral("reply"), reply}});
     else
         context.print(QStringLiteral("%1: code %2%3")
-                          .arg(address)
+                          .arg(TerminalText(address))
                           .arg(code)
-                          .arg(reply.isEmpty() ? QString() : QStringLiteral(", ") + reply));
+                          .arg(reply.isEmpty() ? QString() : QStringLiteral(", ") + TerminalText(reply)));
+    // Anything that answered, even without a comma, has been identified; silence is a failure, told
+    // in the instrument test's own words.
+    if (code == IdentificationResult::NotFound || code == IdentificationResult::PortNotFound) {
+        const QString message = IdentificationMessage(code, address, reply, isGPIB, false);
+        context.printError(QStringLiteral("tavrel: %1").arg(message.section(QStringLiteral("\r\n"), 0, 0)));
+        return 1;
+    }
     return 0;
 }
 
@@ -172,7 +181,7 @@ int runConnect(CliContext& context) {
     if (context.json)
         context.printJson({{QStringLiteral("connection"), name}, {QStringLiteral("identity"), identity}});
     else
-        context.print(QStringLiteral("Connected to %1: %2").arg(name, identity));
+        context.print(QStringLiteral("Connected to %1: %2").arg(TerminalText(name), TerminalText(identity)));
     return 0;
 }
 

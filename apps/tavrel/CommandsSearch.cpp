@@ -23,7 +23,7 @@ public:
         const int filled = std::min(width, step.done * width / total);
         std::fprintf(stderr, "\r[%s%s] %d/%d %-24s", QByteArray(filled, '#').constData(),
                      QByteArray(width - filled, '.').constData(), step.done, step.total,
-                     step.target.left(24).toUtf8().constData());
+                     TerminalText(step.target).left(24).toUtf8().constData());
         std::fflush(stderr);
     }
     void finish() {
@@ -34,6 +34,15 @@ public:
 private:
     std::mutex m_mutex;
 };
+
+// Every COM port whose found flag the search left clear: silent ones, and ones that were not found
+// when the search looked them up.
+QStringList comPortsWithoutInstruments(const SearchResult& result) {
+    QStringList ports;
+    for (int port = CIOconfiguration::kFirstRS232Port; port <= CIOconfiguration::kLastRS232Port; ++port)
+        if (!result.instrumentFound(port)) ports.append(QStringLiteral("COM%1").arg(port));
+    return ports;
+}
 
 QString padded(const QString& text, qsizetype width) {
     return text.leftJustified(width);
@@ -46,21 +55,23 @@ void PrintSearchTable(const CliContext& context, const SearchResult& result) {
     QList<qsizetype> widths;
     for (const QString& h : headings)
         widths.append(h.size());
+    // What the instruments answered is shown escaped, and the columns fit what is shown.
+    QList<QStringList> cells;
     for (const SearchRow& row : result.rows) {
-        widths[0] = std::max(widths[0], row.model.size());
-        widths[1] = std::max(widths[1], row.supported.size());
-        widths[2] = std::max(widths[2], row.address.size());
+        cells.append({TerminalText(row.model), TerminalText(row.supported), TerminalText(row.address),
+                      TerminalText(row.manufacturer)});
+        for (int column = 0; column < 3; ++column)
+            widths[column] = std::max(widths[column], cells.last()[column].size());
     }
-    const auto line = [&](const QString& mark, const QStringList& cells) {
-        return mark + padded(cells[0], widths[0]) + QStringLiteral("  ") + padded(cells[1], widths[1]) +
-               QStringLiteral("  ") + padded(cells[2], widths[2]) + QStringLiteral("  ") + cells[3];
+    const auto line = [&](const QString& mark, const QStringList& texts) {
+        return mark + padded(texts[0], widths[0]) + QStringLiteral("  ") + padded(texts[1], widths[1]) +
+               QStringLiteral("  ") + padded(texts[2], widths[2]) + QStringLiteral("  ") + texts[3];
     };
     context.print(line(QStringLiteral("  "), headings).trimmed().prepend(QStringLiteral("  ")));
     for (qsizetype i = 0; i < result.rows.size(); ++i) {
-        const SearchRow& row = result.rows[i];
         // The connected instrument's row is marked, as the page marks it with its icon.
         const QString mark = i + 1 == result.selectedIndex ? QStringLiteral("* ") : QStringLiteral("  ");
-        context.print(line(mark, {row.model, row.supported, row.address, row.manufacturer}));
+        context.print(line(mark, cells[i]));
     }
     if (result.rows.isEmpty()) context.print(QStringLiteral("  (no instruments found)"));
     context.print(QString());
@@ -70,13 +81,10 @@ void PrintSearchTable(const CliContext& context, const SearchResult& result) {
             QStringLiteral("\n%1: %2")
                 .arg(notFound.title,
                      QString(notFound.message).replace(QStringLiteral("\r\n"), QStringLiteral("\n"))));
-    if (!result.silentCOMPorts.isEmpty()) {
-        QStringList ports;
-        for (int port : result.silentCOMPorts)
-            ports.append(QStringLiteral("COM%1").arg(port));
-        context.print(QStringLiteral("\nCOM ports on which nothing answered: %1")
-                          .arg(ports.join(QStringLiteral(", "))));
-    }
+    // The ports that the results dialog names, in its words.
+    const QStringList emptyPorts = comPortsWithoutInstruments(result);
+    if (!emptyPorts.isEmpty())
+        context.print(QStringLiteral("\n%1 %2").arg(Localized(261), emptyPorts.join(QStringLiteral(", "))));
 }
 
 namespace {
@@ -97,6 +105,8 @@ QJsonObject toJson(const SearchResult& result) {
     return {{QStringLiteral("rows"), rows},
             {QStringLiteral("selected"), result.selectedIndex},
             {QStringLiteral("silent_com_ports"), silent},
+            {QStringLiteral("com_ports_without_instruments"),
+             QJsonArray::fromStringList(comPortsWithoutInstruments(result))},
             {QStringLiteral("ports_not_found"), notFound}};
 }
 

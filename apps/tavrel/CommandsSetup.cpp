@@ -45,10 +45,11 @@ QJsonObject describe(const SetupTavrelScope& setup) {
 QString describeLine(const SetupTavrelScope& setup) {
     QString line =
         QStringLiteral("%1: %2 %3, %4 bytes")
-            .arg(setup.Name(), setup.Model().isEmpty() ? QStringLiteral("(no model)") : setup.Model(),
-                 setup.Version().isEmpty() ? QStringLiteral("(no version)") : setup.Version())
+            .arg(TerminalText(setup.Name()),
+                 setup.Model().isEmpty() ? QStringLiteral("(no model)") : TerminalText(setup.Model()),
+                 setup.Version().isEmpty() ? QStringLiteral("(no version)") : TerminalText(setup.Version()))
             .arg(learnStringSize(setup.LearnString()));
-    if (!setup.Comments().isEmpty()) line += QStringLiteral(" -- ") + setup.Comments();
+    if (!setup.Comments().isEmpty()) line += QStringLiteral(" -- ") + TerminalText(setup.Comments());
     return line;
 }
 
@@ -68,7 +69,8 @@ int runList(CliContext& context) {
         context.print(describeLine(setup));
     if (setups.Count() == 0) context.print(QStringLiteral("No setups."));
     if (!setups.LastInstrumentSetup().isEmpty())
-        context.print(QStringLiteral("Last instrument setup: %1").arg(setups.LastInstrumentSetup()));
+        context.print(
+            QStringLiteral("Last instrument setup: %1").arg(TerminalText(setups.LastInstrumentSetup())));
     return 0;
 }
 
@@ -92,7 +94,7 @@ int runRemove(CliContext& context) {
     control->Setups().Remove(context.args.first());
     SaveControl(context, *control);
     answer(context, {{QStringLiteral("removed"), context.args.first()}},
-           QStringLiteral("Removed %1").arg(context.args.first()));
+           QStringLiteral("Removed %1").arg(TerminalText(context.args.first())));
     return 0;
 }
 
@@ -112,7 +114,8 @@ int runGet(CliContext& context) {
     requireDocument(context, QStringLiteral("get"));
     auto control = OpenControl(context);
     SetupTavrelScope& setup = control->Setups().Item(context.args.first());
-    SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, ErrorNumber::ConnectionFailed,
+    // A refusal by the instrument keeps the refusal's number; only the I/O fails as the connection.
+    SetupSupport::WithTransferErrors(SetupSupport::kGetSetupTitle, kServerRefusedErrorNumber,
                                      [&] { WithConnection(*control, [&] { setup.GetFromInstrument(); }); });
     SaveControl(context, *control);
     answer(context, describe(setup), QStringLiteral("Got %1").arg(describeLine(setup)));
@@ -139,7 +142,7 @@ int runSave(CliContext& context) {
     const SetupTavrelScope& setup = control->Setups().Item(context.args[0]);
     setup.SaveToFile(context.args[1]);
     answer(context, {{QStringLiteral("saved"), setup.Name()}, {QStringLiteral("file"), context.args[1]}},
-           QStringLiteral("Saved %1 to %2").arg(setup.Name(), context.args[1]));
+           QStringLiteral("Saved %1 to %2").arg(TerminalText(setup.Name()), TerminalText(context.args[1])));
     return 0;
 }
 
@@ -186,12 +189,12 @@ int runInfo(CliContext& context) {
         return 0;
     }
     context.print(QStringLiteral("format: %1").arg(info.value(QStringLiteral("format")).toString()));
-    context.print(QStringLiteral("model: %1").arg(reader->Model()));
-    context.print(QStringLiteral("company: %1").arg(reader->CompanyName()));
-    context.print(QStringLiteral("version: %1").arg(reader->Version()));
-    context.print(QStringLiteral("comments: %1").arg(reader->Comments()));
+    context.print(QStringLiteral("model: %1").arg(TerminalText(reader->Model())));
+    context.print(QStringLiteral("company: %1").arg(TerminalText(reader->CompanyName())));
+    context.print(QStringLiteral("version: %1").arg(TerminalText(reader->Version())));
+    context.print(QStringLiteral("comments: %1").arg(TerminalText(reader->Comments())));
     for (int i = 0; i < extra.size(); ++i)
-        context.print(QStringLiteral("extra %1: %2").arg(i + 1).arg(extra.at(i).toString()));
+        context.print(QStringLiteral("extra %1: %2").arg(i + 1).arg(TerminalText(extra.at(i).toString())));
     context.print(QStringLiteral("learn string: %1 bytes").arg(bytes));
     if (scp) context.print(QStringLiteral("header length: %1").arg(statedHeaderLength(fileName)));
     return 0;

@@ -6,6 +6,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QGuiApplication>
@@ -52,12 +56,29 @@ const Command* findCommand(const QList<Command>& commands, QStringList& args) {
 }
 
 // The GUI application wants a private runtime directory; a login session normally provides one.
-void ensureRuntimeDirectory() {
-    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) return;
-    const QString path = QDir::tempPath() + QStringLiteral("/tavrel-runtime-%1").arg(::getuid());
-    QDir().mkpath(path);
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(path));
+// The temporary folder is shared: what stands at our path is used only when it is a directory of ours
+// (a planted symbolic link is not followed, so nothing else gets its mode changed); otherwise a new
+// private folder serves this run and goes with it.
+std::unique_ptr<QTemporaryDir> ensureRuntimeDirectory() {
+    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) return nullptr;
+    const QByteArray path =
+        QFile::encodeName(QDir::tempPath() + QStringLiteral("/tavrel-runtime-%1").arg(::getuid()));
+    if (::mkdir(path.constData(), 0700) == 0 || errno == EEXIST) {
+        const int fd = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd >= 0) {
+            struct stat info {};
+            const bool ours = ::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode) &&
+                              info.st_uid == ::geteuid() && ::fchmod(fd, 0700) == 0;
+            ::close(fd);
+            if (ours) {
+                qputenv("XDG_RUNTIME_DIR", path);
+                return nullptr;
+            }
+        }
+    }
+    auto own = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/tavrel-runtime-XXXXXX"));
+    if (own->isValid()) qputenv("XDG_RUNTIME_DIR", QFile::encodeName(own->path()));
+    return own;
 }
 
 } // namespace
@@ -68,6 +89,7 @@ int main(int argc, char** argv) {
     QStringList args;
     for (int i = 1; i < argc; ++i)
         args.append(QString::fromLocal8Bit(argv[i]));
+    std::unique_ptr<QTemporaryDir> runtimeDirectory; // outlives the application that uses it
     std::unique_ptr<QCoreApplication> app;
     try {
         // Global options come before the command.
@@ -102,7 +124,7 @@ int main(int argc, char** argv) {
         if (command->needsGui) {
             // Plots and screen images need fonts and image plugins, not a display.
             if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-            ensureRuntimeDirectory();
+            runtimeDirectory = ensureRuntimeDirectory();
             app = std::make_unique<QGuiApplication>(argc, argv);
         } else {
             app = std::make_unique<QCoreApplication>(argc, argv);

@@ -22,10 +22,14 @@ constexpr qsizetype kTempPathBuffer = 254;
 thread_local CDebug* t_diagnostics = nullptr;
 
 // Opens the log without following a planted symbolic link and refuses a file that is not a plain
-// file of our own; a new file is readable by its owner only.
+// file of our own; a new file is readable by its owner only. The temporary directory is shared, so
+// the path may hold a FIFO or a device: the open does not block, and only after fstat has shown a
+// regular file are writes made blocking again.
 int openLogFile(const QString& path, int extraFlags) {
     const QByteArray native = QFile::encodeName(path);
-    const int fd = ::open(native.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | extraFlags, 0600);
+    const int fd =
+        ::open(native.constData(),
+               O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | extraFlags, 0600);
     if (fd < 0) return -1;
     struct stat info {};
     if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid() ||
@@ -33,6 +37,8 @@ int openLogFile(const QString& path, int extraFlags) {
         ::close(fd);
         return -1;
     }
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (flags >= 0) ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
     return fd;
 }
 

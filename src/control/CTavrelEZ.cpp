@@ -78,22 +78,25 @@ void CTavrelEZ::SetCheckIDOnInitialize(bool check) {
 }
 
 void CTavrelEZ::Initialize() {
+    // Only a failed identity check raises the identity error; a port that is not there, a reset that
+    // times out or an address the library refuses reaches the host as itself, with its own text.
     Reported(kClass, "Initialize", [&] {
         try {
             open();
         } catch (const CorvaneIOUtilsLib::IOError& e) {
             CloseConnection();
-            raiseConnectionError(e.message());
+            throw TavrelErrorFromIO(e);
         } catch (const BrumelTB::ServerError& e) {
             CloseConnection();
-            raiseConnectionError(e.message());
+            throw TavrelErrorFromServer(e);
         }
     });
 }
 
 void CTavrelEZ::open() {
     CloseConnection();
-    if (!m_ioManager) raiseConnectionError(Localized(130));
+    if (!m_ioManager)
+        throw TavrelError(ErrorNumber::ConnectionFailed, Localized(104), Localized(130), m_strHelpFile);
     prepareInstrument();
 
     m_server = std::make_unique<BrumelTB::ScopeTavrel>(m_ioManager);
@@ -148,10 +151,9 @@ BrumelTB::ScopeTavrel& CTavrelEZ::Server() {
     return *m_server;
 }
 
-void CTavrelEZ::raiseConnectionError(const QString& detail) const {
-    QString description = Localized(113) + kLineBreak + m_strAutomationServerAddress + kLineBreak +
-                          Localized(114) + kLineBreak + Localized(115);
-    if (!detail.isEmpty()) description += kLineBreak + detail;
+void CTavrelEZ::raiseConnectionError() const {
+    const QString description = Localized(113) + kLineBreak + m_strAutomationServerAddress + kLineBreak +
+                                Localized(114) + kLineBreak + Localized(115);
     throw TavrelError(ErrorNumber::ConnectionFailed, Localized(104), description, m_strHelpFile);
 }
 

@@ -109,7 +109,8 @@ signals:
 private:
     void open();
     void prepareInstrument();
-    [[noreturn]] void raiseConnectionError(const QString& detail = {}) const;
+    // The connection error of a failed identity check, also raised by calls made while nothing is open.
+    [[noreturn]] void raiseConnectionError() const;
     template <typename Body> decltype(auto) callServer(Body&& body);
 
     QString m_strHelpFile;

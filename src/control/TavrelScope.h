@@ -46,7 +46,11 @@ public:
     QVariant SearchCriteria() const { return m_vSearchCriteria; }
     void SetSearchCriteria(const QVariant& criteria) { m_vSearchCriteria = criteria; }
     bool DebugEnabled() const { return m_bDebugEnabled; }
-    void SetDebugEnabled(bool enabled) { m_bDebugEnabled = enabled; }
+    // The session keeps the flag too: it is handed on at every change, not only when a document is read.
+    void SetDebugEnabled(bool enabled) {
+        m_bDebugEnabled = enabled;
+        m_session->SetDebugEnabled(enabled);
+    }
     bool DontShowSetupIOConfigurationWarning() const { return m_bDontShowSetupIOConfigurationWarning; }
     void SetDontShowSetupIOConfigurationWarning(bool dontShow) {
         m_bDontShowSetupIOConfigurationWarning = dontShow;

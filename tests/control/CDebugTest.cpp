@@ -2,9 +2,11 @@
 #include "control/MessageBoxSeam.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
@@ -33,6 +35,7 @@ protected:
     }
     QString logPath() const { return m_dir.filePath("VelScope.DBG"); }
     QByteArray log() const {
+        if (!QFileInfo(logPath()).isFile()) return {}; // opening a FIFO here would wait for a writer
         QFile f(logPath());
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
     }
@@ -142,6 +145,20 @@ TEST_F(CDebugTest, LogIsPrivateTruncatedOnceAndPlantedFilesAreRefusedSilently) {
         EXPECT_EQ(m_order, QStringList{"event"}) << planted;
         EXPECT_EQ(log(), "keep me") << planted;
     }
+
+    // A FIFO with a reader on the other end: opening it would not block, yet it is no log file.
+    QFile::remove(logPath());
+    ASSERT_EQ(::mkfifo(logName.constData(), 0600), 0);
+    const int reader = ::open(logName.constData(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    m_order.clear();
+    m_debug.SetDebugMode(0);
+    m_debug.SetDebugMode(CDebug::MessageLogBit | CDebug::EventBit);
+    m_debug.ReportError(1, "x", "C", "P");
+    EXPECT_EQ(m_order, QStringList{"event"});
+    char byte = 0;
+    EXPECT_LE(::read(reader, &byte, 1), 0) << "a report went into the FIFO";
+    ::close(reader);
 }
 
 TEST_F(CDebugTest, ConcurrentReportsGoOutWholeAndOneAtATime) {

@@ -115,17 +115,19 @@ TEST(InstrumentSearch, OnlyIncludedPortsAndAddressesAreProbedInOrder) {
     EXPECT_EQ(result.selectedIndex, 3);
     EXPECT_TRUE(result.silentCOMPorts.isEmpty());
     EXPECT_EQ(result.instrumentFoundOnCOMPort, Flags({true, true, true, true})); // COM2 was not searched
-    EXPECT_EQ(
-        steps,
-        Steps({{"COM1", 0, 4}, {"GPIB0", 1, 4}, {"GPIB0::7::INSTR", 2, 4}, {"GPIB0::12::INSTR", 3, 4}}));
+    EXPECT_EQ(steps, Steps({{"COM1", 0, 5},
+                            {"GPIB0", 1, 5},
+                            {"GPIB0::7::INSTR", 2, 5},
+                            {"GPIB0::12::INSTR", 3, 5},
+                            {"GPIB1", 4, 5}}));
 
     for (int port = IO::kFirstRS232Port; port <= IO::kLastRS232Port; ++port)
         configuration.SetRS232PortIncluded(port, false);
     for (int address = IO::kFirstGPIBAddress; address <= IO::kLastGPIBAddress; ++address)
         configuration.SetGPIBAddressIncluded(0, address, false);
     steps.clear();
-    result = Search(manager, configuration, QStringLiteral("GPIB0::7::INSTR"), true, &steps);
-    EXPECT_EQ(steps, Steps({{"GPIB0", 0, 1}})); // the board is still looked up
+    result = Search(manager, configuration, QStringLiteral("GPIB0::7::INSTR"), false, &steps);
+    EXPECT_EQ(steps, Steps({{"GPIB0", 0, 2}, {"GPIB1", 1, 2}})); // the boards are still looked up
     EXPECT_TRUE(result.rows.isEmpty());
     EXPECT_EQ(result.selectedIndex, -1);
     EXPECT_EQ(result.instrumentFoundOnCOMPort, Flags({true, true, true, true}));
@@ -136,19 +138,19 @@ TEST(InstrumentSearch, PortsNoLongerListedGiveTheirMessageInTheCallersLanguage) 
     const auto manager = DefaultBench();
     IO configuration = QuickDefaultBench(*manager);
     configuration.SetRS232PortExists(3, true);
-    configuration.SetGPIBPortExists(1, true);
-    configuration.SetGPIBAddressExists(1, 5, true);
+    configuration.SetGPIBPortExists(2, true);
+    configuration.SetGPIBAddressExists(2, 5, true);
     const SearchResult result = Search(manager, configuration, QStringLiteral("COM3"));
     EXPECT_EQ(Rows(result), std::vector<std::string>({"TV100A COM1", "Inconnu GPIB0::3::INSTR by Inconnu",
                                                       "TV100A GPIB0::7::INSTR", "TV200B GPIB0::12::INSTR"}));
     EXPECT_EQ(result.portsNotFound, QList<PortNotFound>({PortNotFoundMessage(QStringLiteral("COM3")),
-                                                         PortNotFoundMessage(QStringLiteral("GPIB1"))}));
+                                                         PortNotFoundMessage(QStringLiteral("GPIB2"))}));
     EXPECT_TRUE(result.portsNotFound[0].message.startsWith(T(241)));
     EXPECT_EQ(result.selectedIndex, -1);
     EXPECT_EQ(result.instrumentFoundOnCOMPort, Flags({true, true, false, true}));
     // The lookups refreshed the working copy.
-    EXPECT_FALSE(result.configuration.RS232PortExists(3) || result.configuration.GPIBPortExists(1));
-    EXPECT_TRUE(Listed(result.configuration, 1).isEmpty());
+    EXPECT_FALSE(result.configuration.RS232PortExists(3) || result.configuration.GPIBPortExists(2));
+    EXPECT_TRUE(Listed(result.configuration, 2).isEmpty());
 }
 
 TEST(InstrumentSearch, WorkersReportToTheCallersDiagnostics) {
@@ -201,7 +203,9 @@ TEST(PortDiscovery, RefreshPortsFromTheDefaultBench) {
     EXPECT_FALSE(configuration.RS232PortExists(3) || configuration.RS232PortExists(4));
     EXPECT_TRUE(configuration.GPIBPortExists(0));
     EXPECT_EQ(Listed(configuration, 0), QList<int>({3, 7, 12, 22}));
-    EXPECT_FALSE(configuration.GPIBPortExists(1)); // a board with nothing on it is not listed
+    // A board with nobody listening on it is there, with no addresses.
+    EXPECT_TRUE(configuration.GPIBPortExists(1));
+    EXPECT_TRUE(Listed(configuration, 1).isEmpty());
 
     configuration.RefreshPorts(*Bench("{}"));
     EXPECT_FALSE(configuration.AnyPortExists().toBool());
@@ -216,9 +220,10 @@ TEST(PortDiscovery, FindPortsRefreshOnlyTheirOwn) {
     EXPECT_TRUE(configuration.FindGPIBPort(0, *manager));
     EXPECT_EQ(Listed(configuration, 0), QList<int>({3, 7, 12, 22}));
     EXPECT_EQ(Listed(configuration, 1), QList<int>({5}));
-    EXPECT_FALSE(configuration.GPIBPortExists(0)); // storing the result is the caller's business
-    EXPECT_FALSE(configuration.FindGPIBPort(1, *manager));
+    EXPECT_FALSE(configuration.GPIBPortExists(0));        // storing the result is the caller's business
+    EXPECT_TRUE(configuration.FindGPIBPort(1, *manager)); // there, with nobody on it
     EXPECT_TRUE(Listed(configuration, 1).isEmpty());
+    EXPECT_FALSE(configuration.FindGPIBPort(2, *manager));
 
     const bool found[] = {true, true, false, false};
     for (int port = 1; port <= 4; ++port)

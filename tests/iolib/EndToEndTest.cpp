@@ -59,12 +59,14 @@ protected:
 };
 
 TEST_P(EndToEnd, ListsWhatTheBackendReaches) {
-    const QStringList all = u"GPIB0::1::INSTR GPIB0::2::INSTR GPIB0::4::INSTR GPIB0::5::INSTR "
-                            "GPIB0::7::INSTR GPIB0::12::INSTR COM1 COM2 COM3 COM4"_s.split(QLatin1Char(' '));
+    // Each present board comes first with its listeners; GPIB1 is there with nobody on it.
+    const QStringList all =
+        u"GPIB0::INTFC GPIB0::1::INSTR GPIB0::2::INSTR GPIB0::4::INSTR GPIB0::5::INSTR "
+        "GPIB0::7::INSTR GPIB0::12::INSTR GPIB1::INTFC COM1 COM2 COM3 COM4"_s.split(QLatin1Char(' '));
     // clang-format off
     const std::pair<const char*, QStringList> cases[] = {
-        {"?*", all}, {"gpib*", all.mid(0, 6)}, {"GPIB?*INSTR", all.mid(0, 6)}, {"GPIB0", all.mid(0, 6)},
-        {"COM*", all.mid(6)}, {"com2", all.mid(7, 1)}, {"GPIB1", {}} /* nobody on it */, {"GPIB2", {}}, {"COM5", {}}};
+        {"?*", all}, {"gpib*", all.mid(0, 8)}, {"GPIB?*INSTR", all.mid(1, 6)}, {"GPIB0", all.mid(0, 7)},
+        {"COM*", all.mid(8)}, {"com2", all.mid(9, 1)}, {"GPIB1", all.mid(7, 1)}, {"GPIB2", {}}, {"COM5", {}}};
     // clang-format on
     for (const auto& [pattern, matching] : cases) {
         QStringList expected;

@@ -57,40 +57,53 @@ TEST(CTavrelEZ, ComAddressWithoutHandshakeIsStoredAndReported) {
     EXPECT_EQ(capture.reports.size(), 1);
 }
 
-TEST(CTavrelEZ, InitializeOpensTheServerOrRaisesTheConnectionError) {
+TEST(CTavrelEZ, InitializeOpensTheServerOrRaisesWhatWentWrong) {
+    // failure: empty when the address connects; "identity" for the identity check's error; otherwise
+    // a part of the failure's own description.
     const struct {
         const char* address;
-        bool reset, checkId, connects;
+        bool reset, checkId;
+        const char* failure;
     } cases[] = {
-        {"GPIB0::7::INSTR", false, false, true},
-        {"GPIB0::12::INSTR", true, true, true},
-        {"COM1::Handshake=XON_XOFF", true, true, true},
-        {"GPIB0::3::INSTR", false, true, false},  // answers, but is no Tavrel scope
-        {"GPIB0::22::INSTR", true, false, false}, // never answers the reset's completion query
-        {"GPIB2::7::INSTR", false, false, false}, // no such board
-        {"GPIB0::9::INSTR", false, false, false}, // nothing at that address
-        {"COM3::Handshake=XON_XOFF", false, false, false},
+        {"GPIB0::7::INSTR", false, false, ""},
+        {"GPIB0::12::INSTR", true, true, ""},
+        {"COM1::Handshake=XON_XOFF", true, true, ""},
+        {"GPIB0::3::INSTR", false, true, "identity"},         // answers, but is no Tavrel scope
+        {"GPIB0::22::INSTR", true, false, "no reply within"}, // never answers the reset's completion query
+        {"GPIB2::7::INSTR", false, false, "does not exist"},  // no such board
+        {"GPIB0::9::INSTR", false, false, "no instrument"},   // nothing at that address
+        {"COM3::Handshake=XON_XOFF", false, false, "COM3 does not exist"},
+        {"LPT1", false, false, "LPT1"}, // an address the library cannot read
     };
+    const QString identityFailure =
+        QStringLiteral("Connection to instrument did not succeed\r\n%1\r\ndue to an I/O initialization "
+                       "failure.\r\nGo to the Search Instruments or Set I/O property page and retest.");
     for (const auto& c : cases) {
         SCOPED_TRACE(c.address);
         const QString address = QString::fromLatin1(c.address);
+        const QString failure = QString::fromLatin1(c.failure);
+        DiagnosticsCapture capture;
         Session s;
         s.ez.SetAutomationServerAddress(address);
         s.ez.SetResetOnInitialize(c.reset);
         s.ez.SetCheckIDOnInitialize(c.checkId);
+        capture.reports.clear();
         const std::optional<TavrelError> error = ErrorOf([&] { s.ez.Initialize(); });
-        EXPECT_EQ(s.ez.InstrumentConnected(), c.connects);
-        if (!c.connects) {
+        EXPECT_EQ(s.ez.InstrumentConnected(), failure.isEmpty());
+        if (!failure.isEmpty()) {
             ASSERT_TRUE(error.has_value());
             EXPECT_EQ(error->hexNumber(), QStringLiteral("0x8004003B"));
             EXPECT_EQ(error->source(), QStringLiteral("Tavrel Scope Control"));
-            EXPECT_TRUE(error->description().startsWith(
-                QStringLiteral(
-                    "Connection to instrument did not succeed\r\n%1\r\ndue to an I/O initialization "
-                    "failure.\r\nGo to the Search Instruments or Set I/O property page and retest.")
-                    .arg(address)))
-                << error->description().toStdString();
             EXPECT_EQ(error->helpFile(), QStringLiteral("Tavrel.hlp"));
+            if (failure == QStringLiteral("identity")) {
+                EXPECT_EQ(error->description(), identityFailure.arg(address));
+            } else {
+                EXPECT_TRUE(error->description().contains(failure)) << error->description().toStdString();
+                EXPECT_FALSE(error->description().contains(QStringLiteral("did not succeed")));
+            }
+            EXPECT_TRUE(
+                capture.hasReportWith({error->description(), "File: CTavrelEZ", "Function: Initialize"}))
+                << capture.reports.join(QStringLiteral("|")).toStdString();
             continue;
         }
         ASSERT_FALSE(error.has_value()) << error->description().toStdString();
@@ -105,6 +118,13 @@ TEST(CTavrelEZ, InitializeOpensTheServerOrRaisesTheConnectionError) {
         s.ez.CloseConnection(); // closing when nothing is open is harmless
         EXPECT_FALSE(s.ez.InstrumentConnected());
     }
+
+    // Without an I/O manager there is nothing to open the server with.
+    CTavrelEZ bare;
+    bare.SetAutomationServerAddress(QStringLiteral("GPIB0::7::INSTR"));
+    const std::optional<TavrelError> error = ErrorOf([&] { bare.Initialize(); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->description(), QStringLiteral("Could not create Tavrel automation server."));
 }
 
 TEST(CTavrelEZ, KeysKeepTheirHistoricSpelling) {
@@ -119,6 +139,14 @@ TEST(CTavrelEZ, KeysKeepTheirHistoricSpelling) {
     restored.ReadProperties(bag);
     EXPECT_EQ(restored.TXDelay(), 10);
     EXPECT_TRUE(restored.ResetOnInitialize() && restored.CheckIDOnInitialize());
+}
+
+TEST(TavrelScopeSession, DebugEnabledReachesTheSessionWhenSet) {
+    TavrelScope control;
+    for (const bool enabled : {true, false}) {
+        control.SetDebugEnabled(enabled);
+        EXPECT_EQ(control.Session().DebugEnabled(), enabled);
+    }
 }
 
 TEST(TavrelScopeSession, ControlOpensItsActiveAddress) {

@@ -92,7 +92,7 @@ TEST_F(CliSetup, RefusedChangesLeaveTheDocumentAsItWas) {
         {{"setup", "send", "Empty"}, "0x80040011", "Send Setup"},
         {{"setup", "load", "Bench", writeFile(path("notes.txt"), "hello")}, "0x80040141", "Open Setup File"},
         {{"setup", "info", writeFile(path("junk.scp"), "junk")}, "0x80040141", "Open Setup File"},
-        {{"setup", "get", "Bench"}, "0x8004003B", "Get Setup", noCommaBench},
+        {{"setup", "get", "Bench"}, "0x80040201", "Get Setup", noCommaBench}, // refused, not an I/O failure
     };
     const QByteArray before = fileBytes(doc);
     for (const auto& c : cases) {

@@ -26,7 +26,8 @@ QStringList GpibBackend::listBoard(int board) {
     const bool restore = !m_library->ask(board, GpibLibrary::kIbaTmo, savedTimeout).failed();
     m_library->setTimeout(board, kListingTimeoutCode);
 
-    QStringList entries;
+    // The board itself comes first, so that one with nobody listening on it is still seen.
+    QStringList entries{QStringLiteral("GPIB%1::INTFC").arg(board)};
     for (int pad = 0; pad <= 30; ++pad) {
         if (pad == ownAddress) continue;
         bool found = false;

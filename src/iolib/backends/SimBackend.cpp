@@ -15,6 +15,8 @@ QStringList SimBackend::list(const QString& literalPrefix) {
     QStringList entries;
     for (int board : m_bench->gpibBoards()) {
         if (!couldMatch(literalPrefix, QStringLiteral("GPIB%1").arg(board))) continue;
+        // The board itself comes first, so that one with nobody listening on it is still seen.
+        entries << QStringLiteral("GPIB%1::INTFC").arg(board);
         for (int address : m_bench->gpibAddresses(board))
             entries << QStringLiteral("GPIB%1::%2::INSTR").arg(board).arg(address);
     }
