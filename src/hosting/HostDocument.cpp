@@ -2,22 +2,24 @@
 
 #include "control/Localization.h"
 #include "control/TavrelError.h"
+#include "hosting/FileReplacement.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <cmath>
 
 namespace {
 
-// Host documents are small; a larger file is not one of ours.
+// Host documents are small; a larger file is not one of ours, and none larger is ever written.
 constexpr qint64 kMaximumDocumentSize = 64 * 1024 * 1024;
 
+// The component's invalid-value error; the file and the reason go on the detail line.
 [[noreturn]] void refuse(const QString& path, const QString& why) {
-    throw TavrelError(ErrorNumber::InvalidPropertyValue, Localized(104),
-                      QStringLiteral("Host document \"%1\": %2").arg(path, why), kComponentHelpFile);
+    TavrelError error = InvalidPropertyValueError();
+    error.withDetail(QStringLiteral("Host document \"%1\": %2").arg(path, why));
+    throw error;
 }
 
 QVariant fromJson(const QString& path, const QString& key, const QJsonValue& value) {
@@ -26,8 +28,11 @@ QVariant fromJson(const QString& path, const QString& key, const QJsonValue& val
         return value.toBool();
     case QJsonValue::Double: {
         const double d = value.toDouble();
-        if (std::trunc(d) != d || std::fabs(d) > 9007199254740992.0)
+        if (std::trunc(d) != d)
             refuse(path, QStringLiteral("the value of \"%1\" is not an integer.").arg(key));
+        // From 2^53 on a JSON number no longer holds every integer exactly.
+        if (std::fabs(d) >= 9007199254740992.0)
+            refuse(path, QStringLiteral("the value of \"%1\" is out of range.").arg(key));
         const qint64 n = static_cast<qint64>(d);
         if (n >= std::numeric_limits<qint32>::min() && n <= std::numeric_limits<qint32>::max())
             return static_cast<qint32>(n);
@@ -112,13 +117,16 @@ QByteArray toJson(const MemoryPropertyBag& bag) {
 }
 
 void save(const QString& path, const MemoryPropertyBag& bag) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        refuse(path, QStringLiteral("cannot be written (%1).").arg(file.errorString()));
     const QByteArray content = toJson(bag);
-    if (file.write(content) != content.size() || !file.commit())
-        refuse(path, QStringLiteral("could not be saved (%1); the previous document is unchanged.")
-                         .arg(file.errorString()));
+    // What load would refuse is never written: the user's previous document stays readable.
+    if (content.size() > kMaximumDocumentSize)
+        refuse(path, QStringLiteral("was not saved: the document would be %1 bytes, more than the %2 a "
+                                    "host document may have; the previous document is unchanged.")
+                         .arg(content.size())
+                         .arg(kMaximumDocumentSize));
+    const QString failure = FileReplacement::Replace(path, content);
+    if (!failure.isEmpty())
+        refuse(path, QStringLiteral("was not saved (%1); the previous document is unchanged.").arg(failure));
 }
 
 } // namespace HostDocument
