@@ -11,6 +11,8 @@
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 
+#include <optional>
+
 namespace {
 
 const char* const kClass = "TavrelScope";
@@ -26,6 +28,60 @@ const QStringList kAllPages = {QStringLiteral("TavrelPPSrchIO"), QStringLiteral(
 constexpr int kSetIOPagePosition = 2;
 constexpr int kSetupsPagePosition = 3;
 constexpr int kNoPreselectedPage = -1;
+
+// Reads or writes the control's state one step at a time, each key or owned object a step. A failed
+// step is reported and the steps after it still run, so the host gets everything that could be
+// read; the first failure is raised once all have run, its detail naming the store and the key
+// that was being read or written when it happened.
+class PropertySteps {
+public:
+    PropertySteps(PropertyBag& bag, const char* className, const char* procedureName)
+        : m_store(bag), m_className(className), m_procedureName(procedureName) {}
+
+    PropertyBag& store() { return m_store; }
+
+    template <typename Step> void operator()(Step&& step) {
+        m_store.lastKey.clear();
+        try {
+            std::forward<Step>(step)();
+        } catch (TavrelError& error) {
+            if (error.detail().isEmpty() && !m_store.lastKey.isEmpty())
+                error.withDetail(QStringLiteral("%1: the value of \"%2\" is refused.")
+                                     .arg(m_store.origin(), m_store.lastKey));
+            ReportFailure(error, QString::fromLatin1(m_className), QString::fromLatin1(m_procedureName));
+            if (!m_first) m_first = error;
+        }
+    }
+
+    void finish() {
+        if (m_first) throw *m_first;
+    }
+
+private:
+    // Passes every call on and remembers the key of the last one.
+    class KeyTrackingBag : public PropertyBag {
+    public:
+        explicit KeyTrackingBag(PropertyBag& bag) : m_bag(bag) {}
+        QVariant read(const QString& name, const QVariant& defaultValue) override {
+            lastKey = name;
+            return m_bag.read(name, defaultValue);
+        }
+        void write(const QString& name, const QVariant& value, const QVariant& defaultValue) override {
+            lastKey = name;
+            m_bag.write(name, value, defaultValue);
+        }
+        QString origin() const override { return m_bag.origin(); }
+        QString lastKey;
+
+    private:
+        PropertyBag& m_bag;
+    };
+
+    KeyTrackingBag m_store;
+    const char* m_className;
+    const char* m_procedureName;
+    std::optional<TavrelError> m_first;
+};
 
 } // namespace
 
@@ -80,48 +136,61 @@ void TavrelScope::InitProperties() {
 }
 
 void TavrelScope::ReadProperties(PropertyBag& bag) {
-    Reported(kClass, "UserControl_ReadProperties", [&] {
-        m_debug->Trace(QStringLiteral("UserControl_ReadProperties"), QString::fromLatin1(kClass),
-                       QStringLiteral("UserControl_ReadProperties"));
-        SetCountryCode(bag.read(QStringLiteral("CountryCode"), Tavrel_Language_English).toInt());
+    PropertySteps steps(bag, kClass, "UserControl_ReadProperties");
+    PropertyBag& store = steps.store();
+    m_debug->Trace(QStringLiteral("UserControl_ReadProperties"), QString::fromLatin1(kClass),
+                   QStringLiteral("UserControl_ReadProperties"));
+    steps(
+        [&] { SetCountryCode(store.read(QStringLiteral("CountryCode"), Tavrel_Language_English).toInt()); });
+    steps([&] {
         m_ioconfiguration->SetActiveAddressString(
-            bag.read(QStringLiteral("Address"), kDefaultAddress).toString());
-        m_strFontName = bag.read(QStringLiteral("FontName"), kDefaultFontName).toString();
-        SetFontSize(bag.read(QStringLiteral("FontSize"), kDefaultFontSize).toInt());
-        m_bDebugEnabled = bag.read(QStringLiteral("DebugEnabled"), false).toBool();
+            store.read(QStringLiteral("Address"), kDefaultAddress).toString());
+    });
+    steps([&] { m_strFontName = store.read(QStringLiteral("FontName"), kDefaultFontName).toString(); });
+    steps([&] { SetFontSize(store.read(QStringLiteral("FontSize"), kDefaultFontSize).toInt()); });
+    steps([&] { m_bDebugEnabled = store.read(QStringLiteral("DebugEnabled"), false).toBool(); });
+    steps([&] {
         m_bDontShowSetupIOConfigurationWarning =
-            bag.read(QStringLiteral("DontShowSetupIOConfigurationWarning"), false).toBool();
+            store.read(QStringLiteral("DontShowSetupIOConfigurationWarning"), false).toBool();
+    });
+    steps([&] {
         m_strLastIOHandshakeAddress =
-            bag.read(QStringLiteral("LastIOHandshakeAddress"), QString()).toString();
-        m_bInitialSearchMode = bag.read(QStringLiteral("InitialSearchMode"), false).toBool();
-        m_session->ReadProperties(bag);
+            store.read(QStringLiteral("LastIOHandshakeAddress"), QString()).toString();
+    });
+    steps([&] { m_bInitialSearchMode = store.read(QStringLiteral("InitialSearchMode"), false).toBool(); });
+    steps([&] { m_session->ReadProperties(store); });
+    steps([&] {
         m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
         m_session->SetDebugEnabled(m_bDebugEnabled);
-        m_ioconfiguration->ReadProperties(bag);
-        m_setups->ReadProperties(bag);
-        m_setups->SetCTavrelEZPtr(m_session.get());
-        m_debug->ReadProperties(bag);
     });
+    steps([&] { m_ioconfiguration->ReadProperties(store); });
+    steps([&] { m_setups->ReadProperties(store); });
+    m_setups->SetCTavrelEZPtr(m_session.get());
+    steps([&] { m_debug->ReadProperties(store); });
+    steps.finish();
 }
 
 void TavrelScope::WriteProperties(PropertyBag& bag) {
-    Reported(kClass, "UserControl_WriteProperties", [&] {
-        m_debug->Trace(QStringLiteral("UserControl_WriteProperties"), QString::fromLatin1(kClass),
-                       QStringLiteral("UserControl_WriteProperties"));
-        bag.write(QStringLiteral("CountryCode"), m_lCountryCode, Tavrel_Language_English);
-        bag.write(QStringLiteral("Address"), m_ioconfiguration->ActiveAddressString(), kDefaultAddress);
-        bag.write(QStringLiteral("FontName"), m_strFontName, kDefaultFontName);
-        bag.write(QStringLiteral("FontSize"), m_iFontSize, kDefaultFontSize);
-        bag.write(QStringLiteral("DebugEnabled"), m_bDebugEnabled, false);
-        bag.write(QStringLiteral("DontShowSetupIOConfigurationWarning"),
-                  m_bDontShowSetupIOConfigurationWarning, false);
-        bag.write(QStringLiteral("LastIOHandshakeAddress"), m_strLastIOHandshakeAddress, QString());
-        bag.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
-        m_session->WriteProperties(bag);
-        m_ioconfiguration->WriteProperties(bag);
-        m_setups->WriteProperties(bag);
-        m_debug->WriteProperties(bag);
+    PropertySteps steps(bag, kClass, "UserControl_WriteProperties");
+    PropertyBag& store = steps.store();
+    m_debug->Trace(QStringLiteral("UserControl_WriteProperties"), QString::fromLatin1(kClass),
+                   QStringLiteral("UserControl_WriteProperties"));
+    steps([&] {
+        store.write(QStringLiteral("CountryCode"), m_lCountryCode, Tavrel_Language_English);
+        store.write(QStringLiteral("Address"), m_ioconfiguration->ActiveAddressString(), kDefaultAddress);
+        store.write(QStringLiteral("FontName"), m_strFontName, kDefaultFontName);
+        store.write(QStringLiteral("FontSize"), m_iFontSize, kDefaultFontSize);
+        store.write(QStringLiteral("DebugEnabled"), m_bDebugEnabled, false);
+        store.write(QStringLiteral("DontShowSetupIOConfigurationWarning"),
+                    m_bDontShowSetupIOConfigurationWarning, false);
+        store.write(QStringLiteral("LastIOHandshakeAddress"), m_strLastIOHandshakeAddress, QString());
+        store.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
     });
+    steps([&] { m_session->WriteProperties(store); });
+    steps([&] { m_ioconfiguration->WriteProperties(store); });
+    steps([&] { m_setups->WriteProperties(store); });
+    steps([&] { m_debug->WriteProperties(store); });
+    steps.finish();
 }
 
 void TavrelScope::SetCountryCode(int countryCode) {
