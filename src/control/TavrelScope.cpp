@@ -8,10 +8,9 @@
 #include "control/MessageBoxSeam.h"
 #include "control/PropertyPagesSeam.h"
 #include "hosting/PropertyBag.h"
+#include "hosting/PropertySteps.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
-
-#include <optional>
 
 namespace {
 
@@ -28,60 +27,6 @@ const QStringList kAllPages = {QStringLiteral("TavrelPPSrchIO"), QStringLiteral(
 constexpr int kSetIOPagePosition = 2;
 constexpr int kSetupsPagePosition = 3;
 constexpr int kNoPreselectedPage = -1;
-
-// Reads or writes the control's state one step at a time, each key or owned object a step. A failed
-// step is reported and the steps after it still run, so the host gets everything that could be
-// read; the first failure is raised once all have run, its detail naming the store and the key
-// that was being read or written when it happened.
-class PropertySteps {
-public:
-    PropertySteps(PropertyBag& bag, const char* className, const char* procedureName)
-        : m_store(bag), m_className(className), m_procedureName(procedureName) {}
-
-    PropertyBag& store() { return m_store; }
-
-    template <typename Step> void operator()(Step&& step) {
-        m_store.lastKey.clear();
-        try {
-            std::forward<Step>(step)();
-        } catch (TavrelError& error) {
-            if (error.detail().isEmpty() && !m_store.lastKey.isEmpty())
-                error.withDetail(QStringLiteral("%1: the value of \"%2\" is refused.")
-                                     .arg(m_store.origin(), m_store.lastKey));
-            ReportFailure(error, QString::fromLatin1(m_className), QString::fromLatin1(m_procedureName));
-            if (!m_first) m_first = error;
-        }
-    }
-
-    void finish() {
-        if (m_first) throw *m_first;
-    }
-
-private:
-    // Passes every call on and remembers the key of the last one.
-    class KeyTrackingBag : public PropertyBag {
-    public:
-        explicit KeyTrackingBag(PropertyBag& bag) : m_bag(bag) {}
-        QVariant read(const QString& name, const QVariant& defaultValue) override {
-            lastKey = name;
-            return m_bag.read(name, defaultValue);
-        }
-        void write(const QString& name, const QVariant& value, const QVariant& defaultValue) override {
-            lastKey = name;
-            m_bag.write(name, value, defaultValue);
-        }
-        QString origin() const override { return m_bag.origin(); }
-        QString lastKey;
-
-    private:
-        PropertyBag& m_bag;
-    };
-
-    KeyTrackingBag m_store;
-    const char* m_className;
-    const char* m_procedureName;
-    std::optional<TavrelError> m_first;
-};
 
 } // namespace
 
@@ -136,7 +81,7 @@ void TavrelScope::InitProperties() {
 }
 
 void TavrelScope::ReadProperties(PropertyBag& bag) {
-    PropertySteps steps(bag, kClass, "UserControl_ReadProperties");
+    PropertySteps steps(bag, QString::fromLatin1(kClass), QStringLiteral("UserControl_ReadProperties"));
     PropertyBag& store = steps.store();
     m_debug->Trace(QStringLiteral("UserControl_ReadProperties"), QString::fromLatin1(kClass),
                    QStringLiteral("UserControl_ReadProperties"));
@@ -171,7 +116,7 @@ void TavrelScope::ReadProperties(PropertyBag& bag) {
 }
 
 void TavrelScope::WriteProperties(PropertyBag& bag) {
-    PropertySteps steps(bag, kClass, "UserControl_WriteProperties");
+    PropertySteps steps(bag, QString::fromLatin1(kClass), QStringLiteral("UserControl_WriteProperties"));
     PropertyBag& store = steps.store();
     m_debug->Trace(QStringLiteral("UserControl_WriteProperties"), QString::fromLatin1(kClass),
                    QStringLiteral("UserControl_WriteProperties"));

@@ -2,6 +2,7 @@
 
 #include "control/Diagnostics.h"
 #include "hosting/PropertyBag.h"
+#include "hosting/PropertySteps.h"
 #include "setups/SetupSupport.h"
 
 #include <QDir>
@@ -92,16 +93,19 @@ QList<SetupTavrelScope*> SetupsTavrelScope::Setups() const {
 }
 
 void SetupsTavrelScope::ReadProperties(PropertyBag& bag) {
-    Reported(kClass, "ReadProperties", [&] {
-        m_strInitialDirectory = bag.read(kInitialDirectoryKey, QString()).toString();
-        m_bGetLearnStringOnAdd = bag.read(kGetLearnStringOnAddKey, true).toBool();
-        m_strLastInstrumentSetup = bag.read(kLastInstrumentSetupKey, QString()).toString();
+    // A refused setting does not keep the setups from being read.
+    PropertySteps steps(bag, kClassName, QStringLiteral("ReadProperties"));
+    PropertyBag& store = steps.store();
+    steps([&] { m_strInitialDirectory = store.read(kInitialDirectoryKey, QString()).toString(); });
+    steps([&] { m_bGetLearnStringOnAdd = store.read(kGetLearnStringOnAddKey, true).toBool(); });
+    steps([&] { m_strLastInstrumentSetup = store.read(kLastInstrumentSetupKey, QString()).toString(); });
+    steps([&] {
         // The count is taken as stored, whatever its width; the store refuses only what no 32-bit
         // integer holds.
-        const qint32 count = bag.read(kSetupCountKey, qint32(0)).toInt();
+        const qint32 count = store.read(kSetupCountKey, qint32(0)).toInt();
         SetupTavrelScope scratch;
         for (qint32 index = 1; index <= count; ++index) {
-            scratch.ReadProperties(bag, index);
+            scratch.ReadProperties(store, index);
             try {
                 SetupTavrelScope& setup = Add(scratch.Name());
                 setup.Copy(&scratch);
@@ -109,7 +113,7 @@ void SetupsTavrelScope::ReadProperties(PropertyBag& bag) {
             } catch (TavrelError& error) {
                 if (error.detail().isEmpty())
                     error.withDetail(QStringLiteral("%1: \"%2SetupName\": the setup name \"%3\" is refused.")
-                                         .arg(bag.origin())
+                                         .arg(store.origin())
                                          .arg(index)
                                          .arg(scratch.Name()));
                 throw;
@@ -117,6 +121,7 @@ void SetupsTavrelScope::ReadProperties(PropertyBag& bag) {
             if (index == std::numeric_limits<qint32>::max()) break;
         }
     });
+    steps.finish();
 }
 
 void SetupsTavrelScope::WriteProperties(PropertyBag& bag) const {

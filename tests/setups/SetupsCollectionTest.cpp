@@ -147,6 +147,23 @@ TEST(Setups, PersistsItsSettingsAndSetupsInOrder) {
     }
 }
 
+// A refused setting is reported, and the setups are still read.
+TEST(Setups, ARefusedSettingDoesNotCostTheSetups) {
+    MemoryPropertyBag bag("doc.json");
+    bag.set("SetupsGetLearnStringOnAdd", "no");
+    bag.set("LastInstrumentSetup", "B");
+    bag.set("SetupCount", 2);
+    bag.set("1SetupName", "A");
+    bag.set("2SetupName", "B");
+    SetupsTavrelScope setups;
+    const auto e = ErrorOf([&] { setups.ReadProperties(bag); });
+    expectError(e, 0x8004017Cu, "Invalid property value.");
+    EXPECT_TRUE(e->detail().contains("\"SetupsGetLearnStringOnAdd\"")) << e->detail().toStdString();
+    EXPECT_EQ(names(setups), "A,B");
+    EXPECT_EQ(setups.LastInstrumentSetup(), "B");
+    EXPECT_TRUE(setups.GetLearnStringOnAdd());
+}
+
 // The largest count a 16-bit index reaches: every setup is read, in order, and written back the same.
 TEST(Setups, ExactlyThirtyTwoThousandSevenHundredSixtySevenSetupsLoad) {
     constexpr int kCount = 32767;
