@@ -9,6 +9,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <cmath>
+#include <limits>
+#include <optional>
 
 namespace {
 
@@ -104,26 +106,41 @@ MemoryPropertyBag load(const QString& path) {
     return bag;
 }
 
-QByteArray toJson(const MemoryPropertyBag& bag) {
+} // namespace HostDocument
+
+namespace {
+
+// The document's text, or none as soon as it grows past sizeLimit.
+std::optional<QByteArray> serialize(const MemoryPropertyBag& bag, qint64 sizeLimit) {
     // Written by hand because a JSON object of Qt sorts its keys; the document keeps write order.
     QByteArray out = "{";
     const QStringList keys = bag.keys();
     for (qsizetype i = 0; i < keys.size(); ++i) {
         out += i == 0 ? "\n  " : ",\n  ";
         out += compact(keys[i]) + ": " + compact(toJsonValue(bag.value(keys[i])));
+        if (out.size() > sizeLimit) return std::nullopt;
     }
     out += keys.isEmpty() ? "}\n" : "\n}\n";
+    if (out.size() > sizeLimit) return std::nullopt;
     return out;
 }
 
+} // namespace
+
+namespace HostDocument {
+
+QByteArray toJson(const MemoryPropertyBag& bag) {
+    return *serialize(bag, std::numeric_limits<qint64>::max());
+}
+
 void save(const QString& path, const MemoryPropertyBag& bag) {
-    const QByteArray content = toJson(bag);
     // What load would refuse is never written: the user's previous document stays readable.
-    if (content.size() > kMaximumDocumentSize)
-        refuse(path, QStringLiteral("was not saved: the document would be %1 bytes, more than the %2 a "
-                                    "host document may have; the previous document is unchanged.")
-                         .arg(content.size())
+    const std::optional<QByteArray> text = serialize(bag, kMaximumDocumentSize);
+    if (!text)
+        refuse(path, QStringLiteral("was not saved: the document would be larger than the %1 bytes a host "
+                                    "document may have; the previous document is unchanged.")
                          .arg(kMaximumDocumentSize));
+    const QByteArray& content = *text;
     const QString failure = FileReplacement::Replace(path, content);
     if (!failure.isEmpty())
         refuse(path, QStringLiteral("was not saved (%1); the previous document is unchanged.").arg(failure));
