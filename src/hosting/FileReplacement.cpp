@@ -96,7 +96,17 @@ QString Replace(const QString& path, const QByteArray& content) {
         step = "cannot be renamed over the old file";
         ok = false;
     }
-    if (ok) return {};
+    if (ok) {
+        // The rename itself reaches the disk with the folder; a folder that cannot be synced
+        // (some file systems refuse) leaves the rename done all the same.
+        const int folder = ::open(QFile::encodeName(targetInfo.absolutePath()).constData(),
+                                  O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (folder >= 0) {
+            ::fsync(folder);
+            ::close(folder);
+        }
+        return {};
+    }
     ::unlink(temporary.constData());
     return systemError(step, error);
 }

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -188,7 +189,14 @@ TEST(HostDocument, FailedSaveLeavesThePreviousDocument) {
         EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"doc.json"}) << limit;
     }
     std::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_THROW(HostDocument::save(dir.filePath(QStringLiteral("no/such/dir/doc.json")), big), TavrelError);
+    // No folder to write in, a folder or a pipe where the document should be: refused, without
+    // blocking on the pipe, and left as they are.
+    const QString fifo = dir.filePath(QStringLiteral("pipe.json"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString& path : {dir.filePath(QStringLiteral("no/such/dir/doc.json")), dir.path(), fifo})
+        EXPECT_THROW(HostDocument::save(path, small), TavrelError) << path.toStdString();
+    EXPECT_EQ(QFileInfo(fifo).isFile(), false);
+    EXPECT_TRUE(QFileInfo(fifo).exists());
 }
 
 // Whatever is saved can be loaded again: a document over the reader's size bound is not written.
