@@ -4,8 +4,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset default >/dev/null
-cmake --build --preset default -j "$(nproc)" --target bench_search bench_waveform tavrel-sim >/dev/null
+cmake --build --preset default -j "$(nproc)" --target bench_search bench_document bench_waveform tavrel-sim >/dev/null
 ./build/bin/bench_search
+echo
+./build/bin/bench_document
 echo
 # The waveform benchmark starts tavrel-sim from beside itself and runs /usr/bin/python3 (Debian's
 # pyvisa-py and numpy) for the comparison. The argument is the number of repetitions.

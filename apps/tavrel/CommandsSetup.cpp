@@ -170,7 +170,7 @@ int runInfo(CliContext& context) {
     ExpectPositional(context.args, 1, QStringLiteral("setup info FILE"));
     const QString fileName = context.args.first();
     const std::unique_ptr<ISetupFile> reader = SetupSupport::AcceptingReader(fileName);
-    if (!reader) throw SetupSupport::NotASetupFileError();
+    if (!reader) throw SetupSupport::NotASetupFileError(fileName);
     reader->ReadFile(fileName);
     const bool scp = dynamic_cast<CSetupFile*>(reader.get()) != nullptr;
     const QJsonArray extra{reader->ExtraField1(), reader->ExtraField2(), reader->ExtraField3(),

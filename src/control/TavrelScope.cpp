@@ -8,6 +8,7 @@
 #include "control/MessageBoxSeam.h"
 #include "control/PropertyPagesSeam.h"
 #include "hosting/PropertyBag.h"
+#include "hosting/PropertySteps.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 
@@ -80,48 +81,61 @@ void TavrelScope::InitProperties() {
 }
 
 void TavrelScope::ReadProperties(PropertyBag& bag) {
-    Reported(kClass, "UserControl_ReadProperties", [&] {
-        m_debug->Trace(QStringLiteral("UserControl_ReadProperties"), QString::fromLatin1(kClass),
-                       QStringLiteral("UserControl_ReadProperties"));
-        SetCountryCode(bag.read(QStringLiteral("CountryCode"), Tavrel_Language_English).toInt());
+    PropertySteps steps(bag, QString::fromLatin1(kClass), QStringLiteral("UserControl_ReadProperties"));
+    PropertyBag& store = steps.store();
+    m_debug->Trace(QStringLiteral("UserControl_ReadProperties"), QString::fromLatin1(kClass),
+                   QStringLiteral("UserControl_ReadProperties"));
+    steps(
+        [&] { SetCountryCode(store.read(QStringLiteral("CountryCode"), Tavrel_Language_English).toInt()); });
+    steps([&] {
         m_ioconfiguration->SetActiveAddressString(
-            bag.read(QStringLiteral("Address"), kDefaultAddress).toString());
-        m_strFontName = bag.read(QStringLiteral("FontName"), kDefaultFontName).toString();
-        SetFontSize(bag.read(QStringLiteral("FontSize"), kDefaultFontSize).toInt());
-        m_bDebugEnabled = bag.read(QStringLiteral("DebugEnabled"), false).toBool();
+            store.read(QStringLiteral("Address"), kDefaultAddress).toString());
+    });
+    steps([&] { m_strFontName = store.read(QStringLiteral("FontName"), kDefaultFontName).toString(); });
+    steps([&] { SetFontSize(store.read(QStringLiteral("FontSize"), kDefaultFontSize).toInt()); });
+    steps([&] { m_bDebugEnabled = store.read(QStringLiteral("DebugEnabled"), false).toBool(); });
+    steps([&] {
         m_bDontShowSetupIOConfigurationWarning =
-            bag.read(QStringLiteral("DontShowSetupIOConfigurationWarning"), false).toBool();
+            store.read(QStringLiteral("DontShowSetupIOConfigurationWarning"), false).toBool();
+    });
+    steps([&] {
         m_strLastIOHandshakeAddress =
-            bag.read(QStringLiteral("LastIOHandshakeAddress"), QString()).toString();
-        m_bInitialSearchMode = bag.read(QStringLiteral("InitialSearchMode"), false).toBool();
-        m_session->ReadProperties(bag);
+            store.read(QStringLiteral("LastIOHandshakeAddress"), QString()).toString();
+    });
+    steps([&] { m_bInitialSearchMode = store.read(QStringLiteral("InitialSearchMode"), false).toBool(); });
+    steps([&] { m_session->ReadProperties(store); });
+    steps([&] {
         m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
         m_session->SetDebugEnabled(m_bDebugEnabled);
-        m_ioconfiguration->ReadProperties(bag);
-        m_setups->ReadProperties(bag);
-        m_setups->SetCTavrelEZPtr(m_session.get());
-        m_debug->ReadProperties(bag);
     });
+    steps([&] { m_ioconfiguration->ReadProperties(store); });
+    steps([&] { m_setups->ReadProperties(store); });
+    m_setups->SetCTavrelEZPtr(m_session.get());
+    steps([&] { m_debug->ReadProperties(store); });
+    steps.finish();
 }
 
 void TavrelScope::WriteProperties(PropertyBag& bag) {
-    Reported(kClass, "UserControl_WriteProperties", [&] {
-        m_debug->Trace(QStringLiteral("UserControl_WriteProperties"), QString::fromLatin1(kClass),
-                       QStringLiteral("UserControl_WriteProperties"));
-        bag.write(QStringLiteral("CountryCode"), m_lCountryCode, Tavrel_Language_English);
-        bag.write(QStringLiteral("Address"), m_ioconfiguration->ActiveAddressString(), kDefaultAddress);
-        bag.write(QStringLiteral("FontName"), m_strFontName, kDefaultFontName);
-        bag.write(QStringLiteral("FontSize"), m_iFontSize, kDefaultFontSize);
-        bag.write(QStringLiteral("DebugEnabled"), m_bDebugEnabled, false);
-        bag.write(QStringLiteral("DontShowSetupIOConfigurationWarning"),
-                  m_bDontShowSetupIOConfigurationWarning, false);
-        bag.write(QStringLiteral("LastIOHandshakeAddress"), m_strLastIOHandshakeAddress, QString());
-        bag.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
-        m_session->WriteProperties(bag);
-        m_ioconfiguration->WriteProperties(bag);
-        m_setups->WriteProperties(bag);
-        m_debug->WriteProperties(bag);
+    PropertySteps steps(bag, QString::fromLatin1(kClass), QStringLiteral("UserControl_WriteProperties"));
+    PropertyBag& store = steps.store();
+    m_debug->Trace(QStringLiteral("UserControl_WriteProperties"), QString::fromLatin1(kClass),
+                   QStringLiteral("UserControl_WriteProperties"));
+    steps([&] {
+        store.write(QStringLiteral("CountryCode"), m_lCountryCode, Tavrel_Language_English);
+        store.write(QStringLiteral("Address"), m_ioconfiguration->ActiveAddressString(), kDefaultAddress);
+        store.write(QStringLiteral("FontName"), m_strFontName, kDefaultFontName);
+        store.write(QStringLiteral("FontSize"), m_iFontSize, kDefaultFontSize);
+        store.write(QStringLiteral("DebugEnabled"), m_bDebugEnabled, false);
+        store.write(QStringLiteral("DontShowSetupIOConfigurationWarning"),
+                    m_bDontShowSetupIOConfigurationWarning, false);
+        store.write(QStringLiteral("LastIOHandshakeAddress"), m_strLastIOHandshakeAddress, QString());
+        store.write(QStringLiteral("InitialSearchMode"), m_bInitialSearchMode, false);
     });
+    steps([&] { m_session->WriteProperties(store); });
+    steps([&] { m_ioconfiguration->WriteProperties(store); });
+    steps([&] { m_setups->WriteProperties(store); });
+    steps([&] { m_debug->WriteProperties(store); });
+    steps.finish();
 }
 
 void TavrelScope::SetCountryCode(int countryCode) {

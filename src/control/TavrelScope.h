@@ -29,6 +29,8 @@ public:
     ~TavrelScope() override;
 
     // The host's life-cycle calls after creation: defaults for a new control, or a saved one.
+    // Reading and writing go on past a refused value (reported to the diagnostics) and raise the
+    // first failure at the end, its detail naming the store and the key.
     void InitProperties();
     void ReadProperties(PropertyBag& bag);
     void WriteProperties(PropertyBag& bag);

@@ -2,22 +2,26 @@
 
 #include "control/Localization.h"
 #include "control/TavrelError.h"
+#include "hosting/FileReplacement.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <cmath>
+#include <limits>
+#include <optional>
 
 namespace {
 
-// Host documents are small; a larger file is not one of ours.
+// Host documents are small; a larger file is not one of ours, and none larger is ever written.
 constexpr qint64 kMaximumDocumentSize = 64 * 1024 * 1024;
 
+// The component's invalid-value error; the file and the reason go on the detail line.
 [[noreturn]] void refuse(const QString& path, const QString& why) {
-    throw TavrelError(ErrorNumber::InvalidPropertyValue, Localized(104),
-                      QStringLiteral("Host document \"%1\": %2").arg(path, why), kComponentHelpFile);
+    TavrelError error = InvalidPropertyValueError();
+    error.withDetail(QStringLiteral("Host document \"%1\": %2").arg(path, why));
+    throw error;
 }
 
 QVariant fromJson(const QString& path, const QString& key, const QJsonValue& value) {
@@ -26,8 +30,11 @@ QVariant fromJson(const QString& path, const QString& key, const QJsonValue& val
         return value.toBool();
     case QJsonValue::Double: {
         const double d = value.toDouble();
-        if (std::trunc(d) != d || std::fabs(d) > 9007199254740992.0)
+        if (std::trunc(d) != d)
             refuse(path, QStringLiteral("the value of \"%1\" is not an integer.").arg(key));
+        // From 2^53 on a JSON number no longer holds every integer exactly.
+        if (std::fabs(d) >= 9007199254740992.0)
+            refuse(path, QStringLiteral("the value of \"%1\" is out of range.").arg(key));
         const qint64 n = static_cast<qint64>(d);
         if (n >= std::numeric_limits<qint32>::min() && n <= std::numeric_limits<qint32>::max())
             return static_cast<qint32>(n);
@@ -99,26 +106,44 @@ MemoryPropertyBag load(const QString& path) {
     return bag;
 }
 
-QByteArray toJson(const MemoryPropertyBag& bag) {
+} // namespace HostDocument
+
+namespace {
+
+// The document's text, or none as soon as it grows past sizeLimit.
+std::optional<QByteArray> serialize(const MemoryPropertyBag& bag, qint64 sizeLimit) {
     // Written by hand because a JSON object of Qt sorts its keys; the document keeps write order.
     QByteArray out = "{";
     const QStringList keys = bag.keys();
     for (qsizetype i = 0; i < keys.size(); ++i) {
         out += i == 0 ? "\n  " : ",\n  ";
         out += compact(keys[i]) + ": " + compact(toJsonValue(bag.value(keys[i])));
+        if (out.size() > sizeLimit) return std::nullopt;
     }
     out += keys.isEmpty() ? "}\n" : "\n}\n";
+    if (out.size() > sizeLimit) return std::nullopt;
     return out;
 }
 
+} // namespace
+
+namespace HostDocument {
+
+QByteArray toJson(const MemoryPropertyBag& bag) {
+    return *serialize(bag, std::numeric_limits<qint64>::max());
+}
+
 void save(const QString& path, const MemoryPropertyBag& bag) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        refuse(path, QStringLiteral("cannot be written (%1).").arg(file.errorString()));
-    const QByteArray content = toJson(bag);
-    if (file.write(content) != content.size() || !file.commit())
-        refuse(path, QStringLiteral("could not be saved (%1); the previous document is unchanged.")
-                         .arg(file.errorString()));
+    // What load would refuse is never written: the user's previous document stays readable.
+    const std::optional<QByteArray> text = serialize(bag, kMaximumDocumentSize);
+    if (!text)
+        refuse(path, QStringLiteral("was not saved: the document would be larger than the %1 bytes a host "
+                                    "document may have; the previous document is unchanged.")
+                         .arg(kMaximumDocumentSize));
+    const QByteArray& content = *text;
+    const QString failure = FileReplacement::Replace(path, content);
+    if (!failure.isEmpty())
+        refuse(path, QStringLiteral("was not saved (%1); the previous document is unchanged.").arg(failure));
 }
 
 } // namespace HostDocument

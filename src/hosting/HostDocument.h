@@ -7,10 +7,12 @@
 // {"base64": "..."}. Saving replaces the file atomically, so a failed save leaves the old document.
 namespace HostDocument {
 
-// Raises TavrelError naming the file (and the key, for a bad value) when the file cannot be read,
-// is not valid JSON, or holds a value no property can have.
+// Raises the invalid-value error, its detail naming the file (and the key, for a bad value), when
+// the file cannot be read, is too large, is not valid JSON, or holds a value no property can have.
 MemoryPropertyBag load(const QString& path);
 QByteArray toJson(const MemoryPropertyBag& bag);
+// Raises the same error when the document would be larger than load accepts, or when any write,
+// the sync or the rename fails; the previous document is then unchanged.
 void save(const QString& path, const MemoryPropertyBag& bag);
 
 } // namespace HostDocument

@@ -3,6 +3,7 @@
 
 #include "control/Diagnostics.h"
 #include "hosting/PropertyBag.h"
+#include "hosting/PropertySteps.h"
 #include "iolib/IOUtilsEnums.h"
 
 #include <QVariantList>
@@ -100,17 +101,22 @@ void CIOconfiguration::WriteProperties(PropertyBag& bag) const {
 }
 
 void CIOconfiguration::ReadProperties(PropertyBag& bag) {
-    SetActiveAddressInstrumentID(bag.read(kInstrumentIDKey, QString()).toString());
+    // Each key on its own: a refused one is reported and the others are still read.
+    PropertySteps steps(bag, kClassName, QStringLiteral("ReadProperties"));
+    PropertyBag& store = steps.store();
+    steps([&] { SetActiveAddressInstrumentID(store.read(kInstrumentIDKey, QString()).toString()); });
     // Stored as it is: the handshakes saved with the search criteria already follow the mode.
-    m_bDTROnly = bag.read(kDTROnlyKey, false).toBool();
-
-    // A new document has no search criteria yet and keeps the initial ones.
-    const QByteArray abyte = bag.read(kSearchCriteriaKey, QVariant(QByteArray())).toByteArray();
-    if (abyte.isEmpty()) return;
-    RequireValid(abyte.size() == kSearchCriteriaSize,
-                 QStringLiteral("((UBound(abyte) - LBound(abyte) + 1) = iSize)"), kClassName,
-                 QStringLiteral("ReadProperties"));
-    ApplySearchCriteria(abyte);
+    steps([&] { m_bDTROnly = store.read(kDTROnlyKey, false).toBool(); });
+    steps([&] {
+        // A new document has no search criteria yet and keeps the initial ones.
+        const QByteArray abyte = store.read(kSearchCriteriaKey, QVariant(QByteArray())).toByteArray();
+        if (abyte.isEmpty()) return;
+        RequireValid(abyte.size() == kSearchCriteriaSize,
+                     QStringLiteral("((UBound(abyte) - LBound(abyte) + 1) = iSize)"), kClassName,
+                     QStringLiteral("ReadProperties"));
+        ApplySearchCriteria(abyte);
+    });
+    steps.finish();
 }
 
 void CIOconfiguration::ApplySearchCriteria(const QByteArray& abyte) {

@@ -2,7 +2,7 @@
 
 #include "setups/SetupFileFields.h"
 
-#include <optional>
+#include <variant>
 
 class SetupFieldReader;
 
@@ -26,9 +26,9 @@ public:
     void ReadFile(const QString& fileName) override;
 
 private:
-    // The whole file for the current fields; none when the learn string is not bytes or the
-    // header length cannot be settled.
-    std::optional<QByteArray> FileContent() const;
+    // The whole file for the current fields, or why it cannot be written: a learn string that is
+    // not bytes or is too large, a field holding "|", a header length that cannot be settled.
+    std::variant<QByteArray, QString> FileContent() const;
     // Returns the header length field.
     static QString ReadFileTypeAndVersion(SetupFieldReader& reader);
 };

@@ -1,8 +1,9 @@
 #include "setups/SetupFileChannel.h"
 
+#include "hosting/FileReplacement.h"
+
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <memory>
 
 namespace {
@@ -21,21 +22,22 @@ SetupFileChannel::~SetupFileChannel() {
     Close();
 }
 
-bool SetupFileChannel::OpenForReading(const QString& fileName) {
+std::optional<QString> SetupFileChannel::OpenForReading(const QString& fileName) {
     Close();
+    const QFileInfo info(fileName);
+    if (!info.exists()) return QStringLiteral("there is no such file.");
     // Directories, devices and pipes are no setup files; a pipe would also block the open.
-    if (!QFileInfo(fileName).isFile()) return false;
+    if (!info.isFile()) return QStringLiteral("it is not a regular file.");
     auto file = std::make_unique<QFile>(fileName);
-    if (!file->open(QIODevice::ReadOnly)) return false;
+    if (!file->open(QIODevice::ReadOnly))
+        return QStringLiteral("it cannot be read (%1).").arg(file->errorString());
     g_openFile = std::move(file);
-    return true;
+    return std::nullopt;
 }
 
-bool SetupFileChannel::ReplaceContent(const QString& fileName, const QByteArray& content) {
+QString SetupFileChannel::ReplaceContent(const QString& fileName, const QByteArray& content) {
     Close();
-    // Not kept in the channel: a save that does not commit is discarded when this returns.
-    QSaveFile file(fileName);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.commit();
+    return FileReplacement::Replace(fileName, content);
 }
 
 void SetupFileChannel::Close() {
@@ -55,13 +57,29 @@ qint64 SetupFileChannel::Remaining() const {
     return g_openFile ? g_openFile->size() - g_openFile->pos() : 0;
 }
 
-QString SetupFieldReader::ReadField(int maxLength) {
-    const int limit = maxLength >= 1 ? maxLength : kMaxFieldLength + 1;
+TavrelError ConversionError(qint32 number, const QString& fileName, const QString& field) {
+    TavrelError error(number, Localized(104),
+                      number == kOverflow ? QStringLiteral("Overflow") : QStringLiteral("Type mismatch"),
+                      kComponentHelpFile);
+    error.withDetail(QStringLiteral("\"%1\": %2").arg(fileName, field));
+    return error;
+}
+
+QString SetupFieldReader::ReadField(qint64 maxLength) {
+    // Without a maximum the file's own end bounds the field.
+    const qint64 limit = maxLength >= 1 ? maxLength : m_channel.Remaining() + 1;
     QByteArray field;
-    for (int read = 0;; ++read) {
+    for (qint64 read = 0;; ++read) {
         char c = 0;
-        if (read == limit || !m_channel.GetChar(c))
-            throw SetupFileRefusal{"ReadField", SetupFileText::LoadError};
+        if (read == limit)
+            throw SetupFileRefusal{"ReadField", SetupFileText::LoadError, "",
+                                   QStringLiteral("the field at offset %1 is longer than %2 characters.")
+                                       .arg(m_consumed - read)
+                                       .arg(limit - 1)};
+        if (!m_channel.GetChar(c))
+            throw SetupFileRefusal{
+                "ReadField", SetupFileText::LoadError, "",
+                QStringLiteral("the file ends inside a field at offset %1.").arg(m_consumed - read)};
         ++m_consumed;
         if (c == m_terminator) return QString::fromLatin1(field);
         field.append(c);

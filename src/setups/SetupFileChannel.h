@@ -26,11 +26,11 @@ public:
     SetupFileChannel(const SetupFileChannel&) = delete;
     SetupFileChannel& operator=(const SetupFileChannel&) = delete;
 
-    // Opens a regular file for binary reading; false when there is none to open.
-    bool OpenForReading(const QString& fileName);
+    // Opens a regular file for binary reading; when there is none to open, says why.
+    std::optional<QString> OpenForReading(const QString& fileName);
     // Makes content the file's whole content. It is written beside the file and renamed over it,
-    // so that a failure at any point leaves the previous file as it was.
-    bool ReplaceContent(const QString& fileName, const QByteArray& content);
+    // so that a failure at any point leaves the previous file as it was; empty, or why it failed.
+    QString ReplaceContent(const QString& fileName, const QByteArray& content);
     void Close();
 
     bool GetChar(char& c);
@@ -44,43 +44,50 @@ private:
 };
 
 // A setup file refused inside a channel operation: the procedure that refused it, the description
-// text of the error and the location tag of its assertion report.
+// text of the error, the location tag of its assertion report and the reason, for the detail line.
 struct SetupFileRefusal {
     const char* procedure;
     int descriptionId;
     const char* location = "";
+    QString reason = {};
 };
 
 // Runs body(channel) with the channel to itself. A refusal is reported as the assertion failure
-// "false" of the class and raised as the setup file error. The report goes out after the file was
-// closed and the channel released, so that whatever receives it may use setup files itself.
-template <typename Body> decltype(auto) WithSetupFileChannel(const char* className, Body&& body) {
+// "false" of the class and raised as the setup file error, its detail naming the file and the
+// reason. The report goes out after the file was closed and the channel released, so that whatever
+// receives it may use setup files itself.
+template <typename Body>
+decltype(auto) WithSetupFileChannel(const char* className, const QString& fileName, Body&& body) {
     try {
         SetupFileChannel channel;
         return std::forward<Body>(body)(channel);
     } catch (const SetupFileRefusal& refusal) {
         ReportAssertion(false, QStringLiteral("false"), QString::fromLatin1(className),
                         QString::fromLatin1(refusal.procedure), QString::fromLatin1(refusal.location));
-        throw TavrelError(ErrorNumber::SetupFileError, Localized(SetupFileText::Title),
+        TavrelError error(ErrorNumber::SetupFileError, Localized(SetupFileText::Title),
                           Localized(refusal.descriptionId), kComponentHelpFile);
+        error.withDetail(QStringLiteral("\"%1\": %2").arg(fileName, refusal.reason));
+        throw error;
     }
 }
+
+// The runtime's conversion errors, for a number field that does not convert.
+constexpr qint32 kTypeMismatch = 13;
+constexpr qint32 kOverflow = 6;
+TavrelError ConversionError(qint32 number, const QString& fileName, const QString& field);
 
 // Reads terminated text fields from the channel and counts every character it consumes,
 // terminators included. Text is 8-bit: each byte is one Latin-1 character.
 class SetupFieldReader {
 public:
-    // No setup file has a field this long; a longer one is damaged or hostile and is refused before
-    // it can grow without bound.
-    static constexpr int kMaxFieldLength = 4096;
-
     SetupFieldReader(SetupFileChannel& channel, char terminator)
         : m_channel(channel), m_terminator(terminator) {}
 
-    // The characters before the next terminator. A maximum length of at least 1 bounds the
+    // The characters before the next terminator. A field is as long as the file lets it be (so every
+    // file we write reads back, whatever its comments); a maximum length of at least 1 bounds the
     // characters read for the field, its terminator included. The end of the file before the
     // terminator, or a field over its bound, is refused as a load error of "ReadField".
-    QString ReadField(int maxLength = 0);
+    QString ReadField(qint64 maxLength = 0);
     qint64 Consumed() const { return m_consumed; }
 
 private:

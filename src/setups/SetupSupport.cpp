@@ -1,9 +1,11 @@
 #include "setups/SetupSupport.h"
 
 #include "control/Localization.h"
-#include "hosting/MemoryPropertyBag.h"
+#include "hosting/PropertyBag.h"
 #include "setups/CSetupFile.h"
 #include "setups/CSlateworkFile.h"
+
+#include <QFileInfo>
 
 namespace SetupSupport {
 
@@ -28,16 +30,24 @@ TavrelError ObjectNotSetError() {
     return collectionError(kObjectNotSet, QStringLiteral("Object variable or With block variable not set"));
 }
 
-TavrelError NotASetupFileError() {
-    return TavrelError(ErrorNumber::NotASetupFile, Localized(670), Localized(674), kComponentHelpFile);
+TavrelError NotASetupFileError(const QString& fileName) {
+    TavrelError error(ErrorNumber::NotASetupFile, Localized(670), Localized(674), kComponentHelpFile);
+    const QFileInfo info(fileName);
+    QString why = QStringLiteral("it is neither an .scp nor an .stp file.");
+    if (!info.exists())
+        why = QStringLiteral("there is no such file.");
+    else if (!info.isFile())
+        why = QStringLiteral("it is not a regular file.");
+    else if (!info.isReadable())
+        why = QStringLiteral("it cannot be read.");
+    error.withDetail(QStringLiteral("\"%1\": %2").arg(fileName, why));
+    return error;
 }
 
-TavrelError BadStoredValueError(PropertyBag& bag, const QString& key, const QString& why) {
-    const auto* memory = dynamic_cast<MemoryPropertyBag*>(&bag);
-    const QString origin = memory ? memory->origin() : QStringLiteral("property store");
-    return TavrelError(ErrorNumber::InvalidPropertyValue, Localized(104),
-                       QStringLiteral("%1: the value of \"%2\" %3.").arg(origin, key, why),
-                       kComponentHelpFile);
+TavrelError BadStoredValueError(const PropertyBag& bag, const QString& key, const QString& why) {
+    TavrelError error = InvalidPropertyValueError();
+    error.withDetail(QStringLiteral("%1: \"%2\": %3").arg(bag.origin(), key, why));
+    return error;
 }
 
 std::unique_ptr<ISetupFile> AcceptingReader(const QString& fileName) {

@@ -31,11 +31,11 @@ TavrelError DuplicateKeyError();
 TavrelError InvalidProcedureCallError();
 // A use of a parent collection or session that was never set.
 TavrelError ObjectNotSetError();
-// ObjectErrorBase + 321: a file that neither setup file format reads.
-TavrelError NotASetupFileError();
-// A stored value that the store's own type check lets through (a learn string that is no byte
-// array, a count beyond 16 bits); names the store when it knows where it came from.
-TavrelError BadStoredValueError(PropertyBag& bag, const QString& key, const QString& why);
+// ObjectErrorBase + 321: a file that neither setup file format reads; the detail names the file
+// and why (a missing file is told apart from one of another kind).
+TavrelError NotASetupFileError(const QString& fileName);
+// The invalid-value error for a value the store cannot take or give back; names the store and key.
+TavrelError BadStoredValueError(const PropertyBag& bag, const QString& key, const QString& why);
 
 // The reader of the first format that accepts the file (.scp before .stp); null for neither.
 std::unique_ptr<ISetupFile> AcceptingReader(const QString& fileName);

@@ -27,7 +27,13 @@ BrumelTB::UtilitiesTavrel& utilities(CTavrelEZ& session) {
     return session.Server().Utilities();
 }
 
-QString key(qint16 index, const char* suffix) {
+QString tooLarge(qsizetype size) {
+    return QStringLiteral("the learn string of %1 bytes is larger than the %2 bytes a setup holds.")
+        .arg(size)
+        .arg(BrumelTB::kMaxLearnStringBytes);
+}
+
+QString key(int index, const char* suffix) {
     return QString::number(index) + QLatin1String(suffix);
 }
 
@@ -47,23 +53,23 @@ void SetupTavrelScope::SetName(const QString& newName) {
     });
 }
 
-void SetupTavrelScope::ReadProperties(PropertyBag& bag, qint16 index) {
+void SetupTavrelScope::ReadProperties(PropertyBag& bag, int index) {
     Reported(kClass, "ReadProperties", [&] {
         m_strName = bag.read(key(index, "SetupName"), QStringLiteral("Setup1")).toString();
         m_strComments = bag.read(key(index, "SetupComments"), QString()).toString();
-        const QString learnStringKey = key(index, "LearnString");
-        const QVariant learnString = bag.read(learnStringKey, QVariant());
-        // The store takes any value where the default is Empty; only bytes are a learn string.
-        if (learnString.isValid() && learnString.metaType() != QMetaType::fromType<QByteArray>())
-            throw BadStoredValueError(bag, learnStringKey, QStringLiteral("is not a byte array"));
-        m_vLearnString = learnString;
+        // Whatever the store holds: the learn string is only stored and passed on.
+        m_vLearnString = bag.read(key(index, "LearnString"), QVariant());
         m_strModel = bag.read(key(index, "Model"), QString()).toString();
         m_strVersion = bag.read(key(index, "Version"), QString()).toString();
     });
 }
 
-void SetupTavrelScope::WriteProperties(PropertyBag& bag, qint16 index) const {
+void SetupTavrelScope::WriteProperties(PropertyBag& bag, int index) const {
     Reported(kClass, "WriteProperties", [&] {
+        // A document holding more than any setup holds could not be read back.
+        if (m_vLearnString.toByteArray().size() > BrumelTB::kMaxLearnStringBytes)
+            throw BadStoredValueError(bag, key(index, "LearnString"),
+                                      tooLarge(m_vLearnString.toByteArray().size()));
         bag.write(key(index, "SetupName"), m_strName, QStringLiteral("Setup1"));
         bag.write(key(index, "SetupComments"), m_strComments, QString());
         bag.write(key(index, "LearnString"), m_vLearnString, QVariant());
@@ -96,7 +102,15 @@ void SetupTavrelScope::GetFromInstrument() {
     ReportedTransfer(kClass, "GetFromInstrument", [&] {
         CTavrelEZ& ez =
             session("GetFromInstrument", QStringLiteral("(Not (m_setup.CTavrelEZPtr Is Nothing))"));
-        m_vLearnString = utilities(ez).ReadStateData();
+        const QVariant learnString = utilities(ez).ReadStateData();
+        if (learnString.toByteArray().size() > BrumelTB::kMaxLearnStringBytes) {
+            TavrelError error =
+                TransferError(kGetSetupTitle, ErrorNumber::InvalidPropertyValue, Localized(106));
+            error.withDetail(QStringLiteral("the instrument's learn string: %1")
+                                 .arg(tooLarge(learnString.toByteArray().size())));
+            throw error;
+        }
+        m_vLearnString = learnString;
         m_strModel = utilities(ez).InstrumentModel();
         ReportAssertion(!m_strModel.isEmpty(), QStringLiteral("(Len(m_strModel) > 0)"), kClassName,
                         QStringLiteral("GetFromInstrument"));
@@ -118,16 +132,14 @@ void SetupTavrelScope::ReadFromFile(const QString& fileName) {
         const std::unique_ptr<ISetupFile> reader = AcceptingReader(fileName);
         if (!reader) {
             ReportAssertion(false, QStringLiteral("false"), kClassName, QStringLiteral("ReadFromFile"));
-            throw NotASetupFileError();
+            throw NotASetupFileError(fileName);
         }
         reader->ReadFile(fileName);
-        // Comments with a "|" could never be saved again; refuse them before anything changes.
-        const QString comments = reader->Comments();
-        if (comments.contains(u'|')) throw InvalidPropertyValueError();
+        // What the file holds, as it holds it.
         m_strModel = reader->Model();
         m_vLearnString = reader->LearnString();
         m_strVersion = reader->Version();
-        m_strComments = TrimBlanks(comments);
+        m_strComments = reader->Comments();
     });
 }
 

@@ -26,8 +26,9 @@ public:
 
     // Keys are the decimal index followed by "SetupName", "SetupComments", "LearnString", "Model"
     // and "Version". Stored values are taken as they are, without the checks of the setters.
-    void ReadProperties(PropertyBag& bag, qint16 index);
-    void WriteProperties(PropertyBag& bag, qint16 index) const;
+    void ReadProperties(PropertyBag& bag, int index);
+    // Refuses, before writing anything, a learn string larger than any setup may hold.
+    void WriteProperties(PropertyBag& bag, int index) const;
     // Takes name, comments, learn string, model and version of the source; not the parent.
     void Copy(const SetupTavrelScope* setupSource);
 
@@ -37,7 +38,8 @@ public:
     QString Version() const { return m_strVersion; }
 
     // Learn string, model and version of the connected instrument; failures of the automation
-    // server or the I/O come through unchanged, with whatever was taken before them kept.
+    // server or the I/O come through unchanged, with whatever was taken before them kept. A learn
+    // string larger than a setup holds is refused before it replaces the old one.
     void GetFromInstrument();
     // The model must match without regard to case, the version too unless this setup's version is
     // the wildcard "X.XX.XX". A setup without model or version is compatible with nothing.

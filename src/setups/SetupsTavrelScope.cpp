@@ -2,6 +2,7 @@
 
 #include "control/Diagnostics.h"
 #include "hosting/PropertyBag.h"
+#include "hosting/PropertySteps.h"
 #include "setups/SetupSupport.h"
 
 #include <QDir>
@@ -27,6 +28,7 @@ SetupsTavrelScope::SetupsTavrelScope() : m_strInitialDirectory(QDir::currentPath
 SetupsTavrelScope::~SetupsTavrelScope() = default;
 
 SetupsTavrelScope::Entries::const_iterator SetupsTavrelScope::find(const QString& name) const {
+    if (!m_keys.contains(name.toCaseFolded())) return m_entries.cend();
     return std::find_if(m_entries.cbegin(), m_entries.cend(), [&](const Entry& entry) {
         return entry.key.compare(name, Qt::CaseInsensitive) == 0;
     });
@@ -35,6 +37,11 @@ SetupsTavrelScope::Entries::const_iterator SetupsTavrelScope::find(const QString
 SetupsTavrelScope::Entries::const_iterator SetupsTavrelScope::at(int position) const {
     if (position < 1 || position > Count()) throw SubscriptOutOfRangeError();
     return m_entries.cbegin() + (position - 1);
+}
+
+void SetupsTavrelScope::erase(Entries::const_iterator it) {
+    m_keys.remove(it->key.toCaseFolded());
+    m_entries.erase(it);
 }
 
 SetupTavrelScope& SetupsTavrelScope::Add(const QString& name) {
@@ -48,6 +55,7 @@ SetupTavrelScope& SetupsTavrelScope::Add(const QString& name) {
         setup->SetName(name);
         setup->SetParentSetups(this);
         m_entries.push_back({name, std::move(setup)});
+        m_keys.insert(name.toCaseFolded());
         return *m_entries.back().setup;
     });
 }
@@ -65,14 +73,14 @@ SetupTavrelScope& SetupsTavrelScope::Item(const QString& name) const {
 }
 
 void SetupsTavrelScope::Remove(int position) {
-    Reported(kClass, "Remove", [&] { m_entries.erase(at(position)); });
+    Reported(kClass, "Remove", [&] { erase(at(position)); });
 }
 
 void SetupsTavrelScope::Remove(const QString& name) {
     Reported(kClass, "Remove", [&] {
         const auto it = find(name);
         if (it == m_entries.cend()) throw InvalidProcedureCallError();
-        m_entries.erase(it);
+        erase(it);
         if (name == m_strLastInstrumentSetup) m_strLastInstrumentSetup.clear();
     });
 }
@@ -85,21 +93,35 @@ QList<SetupTavrelScope*> SetupsTavrelScope::Setups() const {
 }
 
 void SetupsTavrelScope::ReadProperties(PropertyBag& bag) {
-    Reported(kClass, "ReadProperties", [&] {
-        m_strInitialDirectory = bag.read(kInitialDirectoryKey, QString()).toString();
-        m_bGetLearnStringOnAdd = bag.read(kGetLearnStringOnAddKey, true).toBool();
-        m_strLastInstrumentSetup = bag.read(kLastInstrumentSetupKey, QString()).toString();
-        const qlonglong count = bag.read(kSetupCountKey, QVariant::fromValue<qint16>(0)).toLongLong();
-        if (count > std::numeric_limits<qint16>::max() || count < std::numeric_limits<qint16>::min())
-            throw BadStoredValueError(bag, kSetupCountKey, QStringLiteral("is not a 16-bit integer"));
+    // A refused setting does not keep the setups from being read.
+    PropertySteps steps(bag, kClassName, QStringLiteral("ReadProperties"));
+    PropertyBag& store = steps.store();
+    steps([&] { m_strInitialDirectory = store.read(kInitialDirectoryKey, QString()).toString(); });
+    steps([&] { m_bGetLearnStringOnAdd = store.read(kGetLearnStringOnAddKey, true).toBool(); });
+    steps([&] { m_strLastInstrumentSetup = store.read(kLastInstrumentSetupKey, QString()).toString(); });
+    steps([&] {
+        // The count is taken as stored, whatever its width; the store refuses only what no 32-bit
+        // integer holds.
+        const qint32 count = store.read(kSetupCountKey, qint32(0)).toInt();
         SetupTavrelScope scratch;
-        for (qint16 index = 1; index <= count; ++index) {
-            scratch.ReadProperties(bag, index);
-            SetupTavrelScope& setup = Add(scratch.Name());
-            setup.Copy(&scratch);
-            setup.SetParentSetups(this);
+        for (qint32 index = 1; index <= count; ++index) {
+            scratch.ReadProperties(store, index);
+            try {
+                SetupTavrelScope& setup = Add(scratch.Name());
+                setup.Copy(&scratch);
+                setup.SetParentSetups(this);
+            } catch (TavrelError& error) {
+                if (error.detail().isEmpty())
+                    error.withDetail(QStringLiteral("%1: \"%2SetupName\": the setup name \"%3\" is refused.")
+                                         .arg(store.origin())
+                                         .arg(index)
+                                         .arg(scratch.Name()));
+                throw;
+            }
+            if (index == std::numeric_limits<qint32>::max()) break;
         }
     });
+    steps.finish();
 }
 
 void SetupsTavrelScope::WriteProperties(PropertyBag& bag) const {
@@ -108,7 +130,7 @@ void SetupsTavrelScope::WriteProperties(PropertyBag& bag) const {
         bag.write(kGetLearnStringOnAddKey, m_bGetLearnStringOnAdd, true);
         bag.write(kLastInstrumentSetupKey, m_strLastInstrumentSetup, QString());
         bag.write(kSetupCountKey, Count(), 0);
-        qint16 index = 0;
+        int index = 0;
         for (const Entry& entry : m_entries)
             entry.setup->WriteProperties(bag, ++index);
     });

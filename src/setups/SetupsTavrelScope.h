@@ -3,6 +3,7 @@
 #include "setups/SetupTavrelScope.h"
 
 #include <QList>
+#include <QSet>
 #include <QString>
 #include <iterator>
 #include <memory>
@@ -73,7 +74,8 @@ public:
 
     // The settings and the setups under "SetupsInitialDirectory", "SetupsGetLearnStringOnAdd",
     // "LastInstrumentSetup", "SetupCount" and the indexed keys of each setup. Reading adds to the
-    // setups already here, and a bad or repeated stored name ends it with the error of Add.
+    // setups already here, and a bad or repeated stored name ends it with the error of Add, its
+    // detail naming the store and the key. The count is taken as stored (any 32-bit integer).
     void ReadProperties(PropertyBag& bag);
     void WriteProperties(PropertyBag& bag) const;
     // Takes the source's settings and copies of its setups in place of this one's; not its session.
@@ -92,8 +94,11 @@ public:
 private:
     Entries::const_iterator find(const QString& name) const;
     Entries::const_iterator at(int position) const;
+    void erase(Entries::const_iterator it);
 
     Entries m_entries;
+    // The keys, case-folded: a name is looked for only when it is there, and Add needs no walk.
+    QSet<QString> m_keys;
     CTavrelEZ* m_ctavrelez = nullptr;
     QString m_strInitialDirectory;
     bool m_bGetLearnStringOnAdd = true;

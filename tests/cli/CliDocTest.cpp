@@ -1,7 +1,9 @@
 #include "support/CliRunner.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -85,10 +87,65 @@ TEST(CliDoc, RefusedValuesAndBadDocumentsLeaveTheFileUnchanged) {
         f.close();
         const CliResult r = RunTavrel({"--json", "doc", "set", bad, "FontSize", "10"});
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_TRUE(r.json()["error"].toObject()["description"].toString().contains(bad))
-            << content.constData();
+        EXPECT_TRUE(r.json()["error"].toObject()["detail"].toString().contains(bad)) << content.constData();
         EXPECT_EQ(readFile(bad), content);
     }
+}
+
+// A value of the right type that the control refuses, or a number no property holds, keeps the
+// component's number and text; the detail line names the file and the key.
+TEST(CliDoc, RefusedStoredValuesNameTheFileAndKey) {
+    QTemporaryDir dir;
+    const QString doc = dir.filePath("host.json");
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"Address": "xyz"})", "Address"},
+        {R"({"CountryCode": 999})", "CountryCode"},
+        {R"({"TXDelay": -1})", "TXDelay"},
+        {R"({"SearchCriteria": {"base64": "AAAA"}})", "SearchCriteria"},
+        {R"({"FontSize": 4294967308})", "FontSize"},
+        {R"({"FontSize": 12345678901234567890})", "FontSize"},
+    };
+    for (const auto& [content, key] : cases) {
+        QFile f(doc);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(content);
+        f.close();
+        const CliResult r = RunTavrel({"--json", "doc", "show", doc});
+        EXPECT_EQ(r.exitCode, 1) << content;
+        const QJsonObject error = r.json()["error"].toObject();
+        EXPECT_EQ(error["number"].toString(), "0x8004017C") << content;
+        EXPECT_EQ(error["description"].toString(), "Invalid property value.") << content;
+        const QString detail = error["detail"].toString();
+        EXPECT_TRUE(detail.contains(doc) && detail.contains(QStringLiteral("\"%1\"").arg(key)))
+            << content << ": " << detail.toStdString();
+        const CliResult plain = RunTavrel({"doc", "set", doc, "FontName", "Arial"});
+        EXPECT_EQ(plain.exitCode, 1) << content;
+        EXPECT_TRUE(plain.err.contains(doc.toUtf8())) << plain.err.constData();
+        EXPECT_EQ(readFile(doc), QByteArray(content));
+    }
+}
+
+// A full disk (a file size limit, with the signal it raises ignored) fails the save with a clear
+// error and a non-zero exit; the previous document stays whole.
+TEST(CliDoc, SaveOnAFullDiskFailsAndKeepsThePreviousDocument) {
+    QTemporaryDir dir;
+    const QString doc = dir.filePath("host.json");
+    ASSERT_EQ(RunTavrel({"doc", "init", doc}).exitCode, 0);
+    const QByteArray before = readFile(doc);
+    // The limit counts blocks of 512 bytes: none may be written.
+    for (const char* limit : {"0"}) {
+        QProcess process;
+        process.start("/bin/sh",
+                      {"-c", "trap '' XFSZ; ulimit -f $1; exec \"$0\" doc set \"$2\" FontName Tahoma",
+                       TAVREL_BINARY_DIR "/bin/tavrel", limit, doc});
+        ASSERT_TRUE(process.waitForFinished(60000));
+        EXPECT_EQ(process.exitCode(), 1) << limit;
+        const QByteArray err = process.readAllStandardError();
+        EXPECT_TRUE(err.contains("Invalid property value.") && err.contains(doc.toUtf8())) << err.constData();
+        EXPECT_EQ(readFile(doc), before) << limit;
+        EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"host.json"});
+    }
+    EXPECT_EQ(RunTavrel({"doc", "set", doc, "FontName", "Tahoma"}).exitCode, 0);
 }
 
 TEST(CliStrings, LooksUpTextsOfALanguage) {

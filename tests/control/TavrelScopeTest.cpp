@@ -6,6 +6,9 @@
 #include "hosting/MemoryPropertyBag.h"
 #include "support/Errors.h"
 
+#include "control/CTavrelEZ.h"
+#include "setups/SetupsTavrelScope.h"
+
 #include <QDir>
 #include <QFile>
 #include <QHash>
@@ -84,6 +87,42 @@ TEST_F(TavrelScopeTest, ReadsItsKeysAndWritesThemBackInOrder) {
         EXPECT_TRUE(PropertyValuesEqual(again.value(names[i]), values[i])) << qPrintable(names[i]);
     EXPECT_EQ(again.keys().mid(0, 8) + again.keys().mid(again.size() - 2), names);
     EXPECT_TRUE(again.contains("SearchCriteria"));
+}
+
+// One refused value does not cost the rest: it is reported, every other key, the setups and the
+// diagnostics keys are still read, and the first failure reaches the host with the component's
+// number and text, the store and the key on its detail line.
+TEST_F(TavrelScopeTest, ARefusedStoredValueIsReportedAndTheRestIsStillRead) {
+    const std::pair<const char*, QVariant> refused[] = {
+        {"Address", "xyz"},      {"CountryCode", 999}, {"FontSize", qint64(4294967308LL)},
+        {"DebugEnabled", "yes"}, {"TXDelay", -1},      {"SearchCriteria", QByteArray(10, '\0')},
+        {"SetupCount", "two"},
+    };
+    for (const auto& [key, value] : refused) {
+        SCOPED_TRACE(key);
+        MemoryPropertyBag bag(QStringLiteral("doc.json"));
+        bag.set("FontName", "Arial");
+        bag.set("InitialSearchMode", true);
+        bag.set(key, value);
+        if (QLatin1String(key) != QLatin1String("SetupCount")) bag.set("SetupCount", 1);
+        bag.set("1SetupName", "Kept");
+        bag.set("DebugEnableEvent", true);
+        TavrelScope control;
+        watch(control);
+        m_reports.clear();
+        const std::optional<TavrelError> error = ErrorOf([&] { control.ReadProperties(bag); });
+        ASSERT_TRUE(error.has_value());
+        EXPECT_EQ(error->number(), ErrorNumber::InvalidPropertyValue);
+        EXPECT_EQ(error->description(), "Invalid property value.");
+        EXPECT_TRUE(error->detail().startsWith("doc.json: ")) << error->detail().toStdString();
+        EXPECT_TRUE(error->detail().contains(QStringLiteral("\"%1\"").arg(QLatin1String(key))))
+            << error->detail().toStdString();
+        EXPECT_EQ(control.FontName(), "Arial");
+        EXPECT_TRUE(control.InitialSearchMode());
+        EXPECT_EQ(control.Setups().Count(), QLatin1String(key) == QLatin1String("SetupCount") ? 0 : 1);
+        EXPECT_EQ(control.SupportMessageMode(), CDebug::EventBit);
+        EXPECT_TRUE(m_reports.join(u'\n').contains("Function: UserControl_ReadProperties"));
+    }
 }
 
 TEST_F(TavrelScopeTest, CountryCodeSelectsTheLanguageOrIsRefused) {

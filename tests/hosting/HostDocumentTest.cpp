@@ -2,11 +2,14 @@
 #include "control/TavrelError.h"
 #include "support/Errors.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -41,8 +44,64 @@ TEST(MemoryPropertyBag, DefaultsAreNotStoredAndReadsCheckTheTypeAgainstTheDefaul
     const std::optional<TavrelError> error = ErrorOf([&] { bag.read(QStringLiteral("FontSize"), 8); });
     ASSERT_TRUE(error.has_value()) << "a text where a number belongs was accepted";
     EXPECT_EQ(error->number(), ErrorNumber::InvalidPropertyValue);
-    EXPECT_TRUE(error->description().contains(QStringLiteral("doc.json")));
-    EXPECT_TRUE(error->description().contains(QStringLiteral("\"FontSize\"")));
+    EXPECT_EQ(error->description(), QStringLiteral("Invalid property value."));
+    EXPECT_TRUE(error->detail().startsWith(QStringLiteral("doc.json: ")));
+    EXPECT_TRUE(error->detail().contains(QStringLiteral("\"FontSize\"")));
+}
+
+// A stored integer must fit the width of the default it is read with; a wider one would be cut short.
+TEST(MemoryPropertyBag, IntegersOutsideTheDefaultsWidthAreRefusedNamingTheKey) {
+    const struct {
+        QVariant stored, defaultValue;
+        bool taken;
+    } cases[] = {
+        {qint64(4294967308LL), 8, false},
+        {qint64(2147483648LL), 8, false},
+        {qint64(-2147483649LL), 8, false},
+        {2147483647, 8, true},
+        {-2147483647 - 1, 8, true},
+        {40000, QVariant::fromValue<qint16>(0), false},
+        {-32768, QVariant::fromValue<qint16>(0), true},
+        {-1, QVariant::fromValue<quint16>(0), false},
+        {65535, QVariant::fromValue<quint16>(0), true},
+        {-1, QVariant::fromValue<quint32>(0), false},
+        {qint64(1) << 52, qint64(0), true},
+        {qint64(1) << 40, QVariant(), true},
+    };
+    for (const auto& c : cases) {
+        MemoryPropertyBag bag(QStringLiteral("doc.json"));
+        bag.set(QStringLiteral("FontSize"), c.stored);
+        const std::optional<TavrelError> error =
+            ErrorOf([&] { EXPECT_EQ(bag.read(QStringLiteral("FontSize"), c.defaultValue), c.stored); });
+        EXPECT_EQ(!error.has_value(), c.taken) << c.stored.toString().toStdString();
+        if (error) {
+            EXPECT_EQ(error->number(), ErrorNumber::InvalidPropertyValue);
+            EXPECT_TRUE(error->detail().contains(QStringLiteral("doc.json: the value of \"FontSize\"")))
+                << error->detail().toStdString();
+        }
+    }
+}
+
+TEST(MemoryPropertyBag, KeepsWriteOrderThroughRemovalsAndRewrites) {
+    MemoryPropertyBag bag;
+    QStringList expected;
+    for (int i = 0; i < 200; ++i)
+        bag.write(QString::number(i), i + 1, 0);
+    // Back to their default: most keys go, and the rest keep their order and values.
+    for (int i = 0; i < 200; ++i)
+        if (i % 7 != 3)
+            bag.write(QString::number(i), 0, 0);
+        else
+            expected << QString::number(i);
+    bag.write(QStringLiteral("11"), 5, 0); // once removed, a key comes back at the end
+    expected << QStringLiteral("11");
+    bag.write(QStringLiteral("3"), 9, 0); // an existing key keeps its place
+    EXPECT_EQ(bag.keys(), expected);
+    EXPECT_EQ(bag.size(), expected.size());
+    EXPECT_EQ(bag.value(QStringLiteral("3")).toInt(), 9);
+    EXPECT_EQ(bag.value(QStringLiteral("17")).toInt(), 18);
+    EXPECT_FALSE(bag.contains(QStringLiteral("4")));
+    EXPECT_FALSE(bag.value(QStringLiteral("4")).isValid());
 }
 
 TEST(HostDocument, RoundTripKeepsTypesAndWriteOrder) {
@@ -85,33 +144,93 @@ TEST(HostDocument, BadDocumentsAreRefusedNamingFileAndKey) {
         {"{\"Blob\": {\"base64\": \"@@@\"}}", "\"Blob\""},
         {"{\"Blob\": {\"base64\": \"AA==\", \"more\": 1}}", "\"Blob\""},
         {"{\"Blob\": {\"hex\": \"00\"}}", "\"Blob\""},
+        {"{\"Big\": 9007199254740993}", "\"Big\""},
+        {"{\"Big\": -1e300}", "\"Big\""},
     };
     for (const auto& [content, mention] : cases) {
         const QString path = writeFile(dir.filePath(QStringLiteral("bad.json")), content);
         const std::optional<TavrelError> error = ErrorOf([&] { HostDocument::load(path); });
         ASSERT_TRUE(error.has_value()) << "accepted: " << content;
-        EXPECT_TRUE(error->description().contains(path)) << content;
-        EXPECT_TRUE(error->description().contains(QString::fromLatin1(mention))) << content;
+        EXPECT_EQ(error->description(), QStringLiteral("Invalid property value.")) << content;
+        EXPECT_TRUE(error->detail().contains(path)) << content;
+        EXPECT_TRUE(error->detail().contains(QString::fromLatin1(mention))) << content;
     }
-    EXPECT_THROW(HostDocument::load(dir.filePath(QStringLiteral("missing.json"))), TavrelError);
+    const std::optional<TavrelError> missing =
+        ErrorOf([&] { HostDocument::load(dir.filePath(QStringLiteral("missing.json"))); });
+    ASSERT_TRUE(missing.has_value());
+    EXPECT_TRUE(missing->detail().contains(QStringLiteral("missing.json")));
 }
 
+// A file size limit makes the disk look full part way through the save, even for root: whether
+// nothing, a part or all but the end fits, the previous document stays whole and the save fails.
 TEST(HostDocument, FailedSaveLeavesThePreviousDocument) {
     QTemporaryDir dir;
-    const QString path = writeFile(dir.filePath(QStringLiteral("doc.json")), "{\"Address\": \"COM1\"}\n");
+    const QByteArray previous = "{\"Address\": \"COM1\"}\n";
+    MemoryPropertyBag small;
+    small.write(QStringLiteral("FontSize"), 10, 8);
     MemoryPropertyBag big;
     big.write(QStringLiteral("Blob"), QByteArray(256 * 1024, 'x'), QVariant());
+    const std::pair<rlim_t, const MemoryPropertyBag*> cases[] = {
+        {0, &small}, {8, &small}, {0, &big}, {1024, &big}, {4096, &big}, {256 * 1024, &big}};
 
-    // A file size limit makes the disk look full part way through the save, even for root.
     std::signal(SIGXFSZ, SIG_IGN);
-    rlimit previous{};
-    getrlimit(RLIMIT_FSIZE, &previous);
-    rlimit small = previous;
-    small.rlim_cur = 4096;
-    setrlimit(RLIMIT_FSIZE, &small);
-    EXPECT_THROW(HostDocument::save(path, big), TavrelError);
-    setrlimit(RLIMIT_FSIZE, &previous);
+    rlimit unlimited{};
+    getrlimit(RLIMIT_FSIZE, &unlimited);
+    for (const auto& [limit, bag] : cases) {
+        const QString path = writeFile(dir.filePath(QStringLiteral("doc.json")), previous);
+        rlimit limited = unlimited;
+        limited.rlim_cur = limit;
+        setrlimit(RLIMIT_FSIZE, &limited);
+        const std::optional<TavrelError> error = ErrorOf([&] { HostDocument::save(path, *bag); });
+        setrlimit(RLIMIT_FSIZE, &unlimited);
+        ASSERT_TRUE(error.has_value()) << "saved under a limit of " << limit;
+        EXPECT_TRUE(error->detail().contains(path)) << error->detail().toStdString();
+        EXPECT_EQ(readFile(path), previous) << limit;
+        EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"doc.json"}) << limit;
+    }
+    std::signal(SIGXFSZ, SIG_DFL);
+    // No folder to write in, a folder or a pipe where the document should be: refused, without
+    // blocking on the pipe, and left as they are.
+    const QString fifo = dir.filePath(QStringLiteral("pipe.json"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString& path : {dir.filePath(QStringLiteral("no/such/dir/doc.json")), dir.path(), fifo})
+        EXPECT_THROW(HostDocument::save(path, small), TavrelError) << path.toStdString();
+    EXPECT_EQ(QFileInfo(fifo).isFile(), false);
+    EXPECT_TRUE(QFileInfo(fifo).exists());
+}
 
-    EXPECT_EQ(readFile(path), QByteArray("{\"Address\": \"COM1\"}\n"));
-    EXPECT_THROW(HostDocument::save(dir.filePath(QStringLiteral("no/such/dir/doc.json")), big), TavrelError);
+// Whatever is saved can be loaded again: a document over the reader's size bound is not written.
+TEST(HostDocument, RefusesToSaveWhatItCouldNotLoad) {
+    QTemporaryDir dir;
+    const QByteArray previous = "{}\n";
+    const QString path = writeFile(dir.filePath(QStringLiteral("doc.json")), previous);
+    MemoryPropertyBag bag;
+    // 49 MiB of bytes take more than 64 MiB as base64.
+    bag.write(QStringLiteral("Blob"), QByteArray(49 * 1024 * 1024, 'x'), QVariant());
+    const std::optional<TavrelError> error = ErrorOf([&] { HostDocument::save(path, bag); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->number(), ErrorNumber::InvalidPropertyValue);
+    EXPECT_TRUE(error->detail().contains(path));
+    EXPECT_EQ(readFile(path), previous);
+
+    bag.write(QStringLiteral("Blob"), QByteArray(47 * 1024 * 1024, 'x'), QVariant());
+    HostDocument::save(path, bag);
+    EXPECT_EQ(HostDocument::load(path).value(QStringLiteral("Blob")).toByteArray().size(), 47 * 1024 * 1024);
+}
+
+// Saving through a link replaces the file the link leads to, and keeps its permissions.
+TEST(HostDocument, SaveKeepsLinksAndPermissions) {
+    QTemporaryDir dir;
+    const QString target = writeFile(dir.filePath(QStringLiteral("real.json")), "{}\n");
+    QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
+    const QString link = dir.filePath(QStringLiteral("link.json"));
+    ASSERT_TRUE(QFile::link(target, link));
+    MemoryPropertyBag bag;
+    bag.write(QStringLiteral("FontSize"), 10, 8);
+    HostDocument::save(link, bag);
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(HostDocument::load(target).value(QStringLiteral("FontSize")).toInt(), 10);
+    const QFile::Permissions permissions = QFile::permissions(target);
+    EXPECT_TRUE(permissions.testFlag(QFile::WriteOwner));
+    EXPECT_FALSE(permissions & (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther));
 }

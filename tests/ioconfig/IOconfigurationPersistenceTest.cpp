@@ -105,6 +105,30 @@ TEST(IOconfigurationPersistence, WrongLengthIsRefusedAfterIDAndDTROnlyAreTaken) 
     }
 }
 
+// A refused key is reported and the keys after it are still read; the first refusal is raised,
+// naming the store and the key.
+TEST(IOconfigurationPersistence, ARefusedKeyDoesNotKeepTheOthersFromBeingRead) {
+    IO changed = changedConfiguration();
+    MemoryPropertyBag saved;
+    changed.WriteProperties(saved);
+    MemoryPropertyBag bag(QStringLiteral("doc.json"));
+    bag.set(QStringLiteral("ActiveAddressInstrumentID"), 5);
+    bag.set(QStringLiteral("DTROnly"), true);
+    bag.set(QStringLiteral("SearchCriteria"), saved.value(QStringLiteral("SearchCriteria")));
+    DiagnosticsCapture capture;
+    IO io;
+    const std::optional<TavrelError> error = ErrorOf([&] { io.ReadProperties(bag); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->number(), kInvalid);
+    EXPECT_TRUE(
+        error->detail().startsWith(QStringLiteral("doc.json: the value of \"ActiveAddressInstrumentID\"")))
+        << error->detail().toStdString();
+    EXPECT_TRUE(io.DTROnly());
+    EXPECT_TRUE(io.GPIBPortExists(2));
+    EXPECT_EQ(io.RS232BaudRate(4), 1200);
+    EXPECT_TRUE(capture.hasReportWith({"File: CIOConfiguration", "Function: ReadProperties"}));
+}
+
 TEST(IOconfigurationPersistence, ReaderTakesAnyNonZeroByteAsTrueAndRefusesOversizedRates) {
     QByteArray bytes = IO().SearchCriteriaBytes();
     bytes[0] = char(0xFF);

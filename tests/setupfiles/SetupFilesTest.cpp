@@ -1,3 +1,4 @@
+#include "automation/UtilitiesTavrel.h"
 #include "setups/CSetupFile.h"
 #include "setups/CSlateworkFile.h"
 #include "support/DiagnosticsCapture.h"
@@ -42,13 +43,15 @@ QStringList entries(const QTemporaryDir& dir) {
     return QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
 }
 
-// The setup file error that f raised, checked for its number and title; its description.
-template <typename F> QString setupFileError(F&& f) {
+// The setup file error that f raised, checked for its number and title; its description, and its
+// detail line when asked for.
+template <typename F> QString setupFileError(F&& f, QString* detail = nullptr) {
     const std::optional<TavrelError> e = ErrorOf(std::forward<F>(f));
     if (!e) return QStringLiteral("<nothing raised>");
     EXPECT_EQ(static_cast<quint32>(e->number()), 0x8004793Du);
     EXPECT_EQ(e->source(), QStringLiteral("Open Setup File"));
     EXPECT_EQ(e->helpFile(), kComponentHelpFile);
+    if (detail) *detail = e->detail();
     return e->description();
 }
 
@@ -110,7 +113,7 @@ TEST(CSetupFile, WritesByteForByteOverALongerFileAndReadsBack) {
 
     // Without comments the example has 86 characters besides the header length's digits.
     for (const auto& [comments, headerLength] : std::initializer_list<std::pair<int, int>>{
-             {0, 88}, {11, 99}, {12, 101}, {13, 102}, {910, 999}, {911, 1001}, {912, 1002}}) {
+             {0, 88}, {11, 99}, {12, 101}, {13, 102}, {910, 999}, {911, 1001}, {912, 1002}, {10000, 10091}}) {
         CSetupFile file = exampleSetup();
         file.SetComments(QString(comments, u'c'));
         EXPECT_EQ(written(file), scp(exampleWith(6, QByteArray(comments, 'c')), kFiveBytes,
@@ -194,27 +197,26 @@ TEST(SetupFiles, RefuseDamagedAndHostileFiles) {
              "ReadFile"},
             {"count far beyond the file", scp(exampleWith(11, "999999999999"), kFiveBytes), kLoadError,
              "ReadFile"},
-            {"field over 4096 characters", scp(exampleWith(2, QByteArray(4097, 'm')), ""), kLoadError,
-             "ReadField"},
             {"megabyte without a bar", "92|scp|1|" + QByteArray(1 << 20, 'x'), kLoadError, "ReadField"},
+            {"learn string over the bound",
+             scp(exampleWith(11, QByteArray::number(BrumelTB::kMaxLearnStringBytes + 1)),
+                 QByteArray(BrumelTB::kMaxLearnStringBytes + 1, 'x')),
+             kLoadError, "ReadFile"},
         },
       stpCases[] = {
           {"ROM version of 2", stp("STP10", "1", "n", "VELM", ":SYSTEM:SETUP ab"), kSaveError, "ReadField",
            "Case Else"},
           {"ROM version of 5", stp("STP1.000", "1", "n", "VELM", ":SYSTEM:SETUP ab"), kSaveError, "ReadField",
            "Case Else"},
-          {"ROM version with a carriage return", stp("STP1.00\r", "1", "n", "VELM", ""), kSaveError,
+          {"ROM version of 5 before a carriage return", stp("STP1.000\r", "1", "n", "VELM", ""), kSaveError,
            "ReadField", "Case Else"},
           {"other type", stp("STQ1.00", "1", "n", "VELM", ""), kSaveError, "ReadFileTypeAndROMVersion"},
           {"empty file", "", kLoadError, "ReadField"},
           {"no line feed", "STP1.00", kLoadError, "ReadField"},
           {"first line of a megabyte", QByteArray(1 << 20, 'S'), kLoadError, "ReadField"},
-          {"comments over 4096 characters", stp("STP1.00", "1", QByteArray(4097, 'c'), "VELM", ""),
-           kLoadError, "ReadField"},
           {"cut after the comments", "STP1.00\n1\nnote\nVELM", kLoadError, "ReadField"},
-          {"number not a number", stp("STP1.00", "twelve", "n", "VELM", ":SYSTEM:SETUP ab"), kLoadError,
-           "ReadFile"},
-          {"number over 32 bits", stp("STP1.00", "2147483648", "n", "VELM", ":SYSTEM:SETUP ab"), kLoadError,
+          {"learn string over the bound",
+           stp(":SYSTEM:SETUP " + QByteArray(BrumelTB::kMaxLearnStringBytes + 1, 'x')), kLoadError,
            "ReadFile"},
           {"other command", stp(":SYSTEM:SETUX ab"), kLoadError, "ReadFile"},
           {"command without its blank", stp(":SYSTEM:SETUP"), kLoadError, "ReadFile"},
@@ -224,7 +226,10 @@ TEST(SetupFiles, RefuseDamagedAndHostileFiles) {
     const auto check = [&](auto& file, const char* fileName, const auto& c, std::optional<bool> compatible) {
         const QString path = writeBytes(dir, QStringLiteral("bad"), c.content);
         DiagnosticsCapture capture;
-        EXPECT_EQ(setupFileError([&] { file.ReadFile(path); }), c.description) << c.name;
+        QString detail;
+        EXPECT_EQ(setupFileError([&] { file.ReadFile(path); }, &detail), c.description) << c.name;
+        EXPECT_TRUE(detail.startsWith(QStringLiteral("\"%1\": ").arg(path)))
+            << c.name << ": " << detail.toStdString();
         QStringList lines{"Assertion: false", QStringLiteral("File: ") + fileName,
                           QStringLiteral("Function: ") + c.procedure};
         if (c.location) lines << QStringLiteral("Location: ") + c.location;
@@ -249,9 +254,43 @@ TEST(SetupFiles, RefuseDamagedAndHostileFiles) {
         // The type line alone decides.
         check(file, "CSlateworkFile", c, c.content.startsWith("STP1.00\n"));
     }
-    CSetupFile file;
-    EXPECT_EQ(setupFileError([&] { file.ReadFile(dir.filePath(QStringLiteral("missing.scp"))); }),
-              kLoadError);
+    // A missing file is told apart from a damaged one on the detail line.
+    for (const QString& path : {dir.filePath(QStringLiteral("missing.scp")), dir.path()}) {
+        QString detail;
+        CSetupFile scpFile;
+        EXPECT_EQ(setupFileError([&] { scpFile.ReadFile(path); }, &detail), kLoadError);
+        EXPECT_TRUE(detail.contains(path)) << detail.toStdString();
+        CSlateworkFile stpFile;
+        QString stpDetail;
+        EXPECT_EQ(setupFileError([&] { stpFile.ReadFile(path); }, &stpDetail), kLoadError);
+        EXPECT_EQ(stpDetail, detail);
+    }
+    QString missing;
+    setupFileError([&] { CSetupFile().ReadFile(dir.filePath(QStringLiteral("missing.scp"))); }, &missing);
+    EXPECT_TRUE(missing.endsWith(QStringLiteral("there is no such file."))) << missing.toStdString();
+}
+
+// The number on the second line must convert to a 32-bit integer; otherwise the runtime's
+// conversion error is raised, naming the file, and nothing is read.
+TEST(CSlateworkFile, SecondLineThatIsNoNumberRaisesTheConversionError) {
+    const std::pair<const char*, qint32> cases[] = {
+        {"twelve", 13}, {"", 13},          {"-", 13},          {"12x", 13},
+        {"1 2", 13},    {"2147483648", 6}, {"-2147483649", 6}, {"99999999999999999999", 6}};
+    QTemporaryDir dir;
+    for (const auto& [line, number] : cases) {
+        const QString path =
+            writeBytes(dir, QStringLiteral("a.stp"), stp("STP1.00", line, "n", "VELM", ":SYSTEM:SETUP ab"));
+        CSlateworkFile file;
+        const std::optional<TavrelError> e = ErrorOf([&] { file.ReadFile(path); });
+        ASSERT_TRUE(e.has_value()) << line;
+        EXPECT_EQ(e->number(), number) << line;
+        EXPECT_TRUE(e->detail().contains(path)) << line;
+        EXPECT_TRUE(file.Model().isEmpty() && !file.LearnString().isValid()) << line;
+    }
+    for (const char* line : {" -2147483648 ", "+2147483647", "007"})
+        EXPECT_NO_THROW(CSlateworkFile().ReadFile(
+            writeBytes(dir, QStringLiteral("b.stp"), stp("STP1.00", line, "n", "VELM", ":SYSTEM:SETUP ab"))))
+            << line;
 }
 
 TEST(SetupFiles, IsACompatibleFileOnlyAnswers) {
@@ -344,19 +383,24 @@ TEST(CSlateworkFile, ReadsItsFourLinesAndTheBlockAfterTheCommand) {
         const char *model, *comments;
         std::optional<QByteArray> learnString; // none: Empty
         const char* company = "Corvane Technologies";
-    } cases[] = {{"typical", stp(":SYSTEM:SETUP " + block), "TV100A", "note", block},
-                 {"three-character ROM version, lower-case maker prefix",
-                  stp("stp1.0", "-7", "note", "velTV200", ":system:setup ab"), "TV200", "note", "ab"},
-                 {"other maker prefix", stp("STP1.00", "0", "n", "ABCTV100A", ":SYSTEM:SETUP ab"), "TV100A",
-                  "n", "ab", "ABC"},
-                 {"maker line shorter than the prefix", stp("STP1.00", "0", "n", "AB", ":SYSTEM:SETUP ab"),
-                  "", "n", "ab", "AB"},
-                 {"blanks trimmed, carriage return kept",
-                  stp("STP1.00", " 12 ", "  note \r", "VELM\r", ":SYSTEM:SETUP ab"), "M\r", "note \r", "ab"},
-                 {"tab is no blank", stp("STP1.00", "2147483647", "\tnote  ", "VELM", ":SYSTEM:SETUP ab"),
-                  "M", "\tnote", "ab"},
-                 {"ends right after the command", stp(":SYSTEM:SETUP "), "TV100A", "note", std::nullopt},
-                 {"one byte after the command", stp(":SYSTEM:SETUP x"), "TV100A", "note", std::nullopt}};
+    } cases[] = {
+        {"typical", stp(":SYSTEM:SETUP " + block), "TV100A", "note", block},
+        {"three-character ROM version, lower-case maker prefix",
+         stp("stp1.0", "-7", "note", "velTV200", ":system:setup ab"), "TV200", "note", "ab"},
+        {"other maker prefix", stp("STP1.00", "0", "n", "ABCTV100A", ":SYSTEM:SETUP ab"), "TV100A", "n", "ab",
+         "ABC"},
+        {"maker line shorter than the prefix", stp("STP1.00", "0", "n", "AB", ":SYSTEM:SETUP ab"), "", "n",
+         "ab", "AB"},
+        {"CR LF line ends read like LF", "STP1.00\r\n 12 \r\n  note \r\nVELTV100A\r\n:SYSTEM:SETUP ab\r\n",
+         "TV100A", "note", "ab\r\n"},
+        {"carriage return inside a line kept", stp("STP1.00", "1", "no\rte", "VELM\rN", ":SYSTEM:SETUP ab"),
+         "M\rN", "no\rte", "ab"},
+        {"comments with a bar, and long",
+         stp("STP1.00", "1", "a|b" + QByteArray(10000, 'c'), "VELM", ":SYSTEM:SETUP ab"), "M", nullptr, "ab"},
+        {"tab is no blank", stp("STP1.00", "2147483647", "\tnote  ", "VELM", ":SYSTEM:SETUP ab"), "M",
+         "\tnote", "ab"},
+        {"ends right after the command", stp(":SYSTEM:SETUP "), "TV100A", "note", std::nullopt},
+        {"one byte after the command", stp(":SYSTEM:SETUP x"), "TV100A", "note", std::nullopt}};
     QTemporaryDir dir;
     for (const auto& c : cases) {
         CSlateworkFile file;
@@ -364,7 +408,8 @@ TEST(CSlateworkFile, ReadsItsFourLinesAndTheBlockAfterTheCommand) {
         ASSERT_NO_THROW(file.ReadFile(writeBytes(dir, QStringLiteral("a.stp"), c.content))) << c.name;
         const QStringList fields{file.Model(), file.CompanyName(), file.Comments(), file.Version(),
                                  file.ExtraField1()};
-        EXPECT_EQ(fields, (QStringList{c.model, c.company, c.comments, "X.XX.XX", ""})) << c.name;
+        const QString comments = c.comments ? QString::fromLatin1(c.comments) : "a|b" + QString(10000, u'c');
+        EXPECT_EQ(fields, (QStringList{c.model, c.company, comments, "X.XX.XX", ""})) << c.name;
         EXPECT_EQ(file.LearnString(), c.learnString ? QVariant(*c.learnString) : QVariant()) << c.name;
     }
 }

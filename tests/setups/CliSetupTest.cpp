@@ -1,9 +1,12 @@
 #include "SetupTestSupport.h"
 
+#include "automation/UtilitiesTavrel.h"
+
 #include "sim/SimBench.h"
 #include "support/CliRunner.h"
 
 #include <QJsonArray>
+#include <QProcess>
 #include <QTemporaryDir>
 
 namespace {
@@ -79,11 +82,26 @@ TEST_F(CliSetup, RefusedChangesLeaveTheDocumentAsItWas) {
                                           R"("firmware": "A.01.02"})",
                                           R"("firmware": "A.01.02", "faults": {"no_comma": true}})"));
     const QString control = "Tavrel Scope Control";
+    // Over the learn-string bound: refused before anything is read into the document.
+    const QString big = writeFile(path("big.stp"), "STP1.00\n1\nc\nVELTV100A\n:SYSTEM:SETUP " +
+                                                       QByteArray(BrumelTB::kMaxLearnStringBytes + 1, 'x'));
     const struct {
         QStringList args;
         const char* number;
         QString source, benchFile = {};
+        QString detail = {}; // what the detail line starts with
     } cases[] = {
+        {{"setup", "load", "Bench", big},
+         "0x8004793D",
+         "Open Setup File",
+         {},
+         "\"" + big + "\": the learn string"},
+        {{"setup", "info", big}, "0x8004793D", "Open Setup File", {}, "\"" + big + "\": the learn string"},
+        {{"setup", "load", "Bench", path("missing.scp")},
+         "0x80040141",
+         "Open Setup File",
+         {},
+         "\"" + path("missing.scp") + "\": there is no such file."},
         {{"setup", "add", "bench"}, "0x1C9", control},
         {{"setup", "add", "two words"}, "0x8004017C", control},
         {{"setup", "add", "New", "--comments", "x|y"}, "0x8004017C", control},
@@ -101,6 +119,8 @@ TEST_F(CliSetup, RefusedChangesLeaveTheDocumentAsItWas) {
         EXPECT_EQ(r.exitCode, 1) << c.args.join(u' ').toStdString();
         EXPECT_EQ(error.value("number").toString(), c.number) << c.args.join(u' ').toStdString();
         EXPECT_EQ(error.value("source").toString(), c.source);
+        EXPECT_TRUE(error.value("detail").toString().startsWith(c.detail))
+            << error.value("detail").toString().toStdString();
         EXPECT_EQ(fileBytes(doc), before) << c.args.join(u' ').toStdString();
     }
     EXPECT_EQ(run({"setup", "info", path("junk.scp")})
@@ -120,4 +140,26 @@ TEST_F(CliSetup, RefusedChangesLeaveTheDocumentAsItWas) {
         EXPECT_TRUE(r.err.contains("--doc")) << r.err.constData();
     }
     EXPECT_EQ(RunTavrel({"--json", "setup", "list"}).json().value("setups").toArray(), QJsonArray());
+}
+
+// A full disk (here a file size limit, with the signal it raises ignored) fails the save with a
+// clear error and a non-zero exit, and the previous file stays whole.
+TEST_F(CliSetup, SaveOnAFullDiskFailsAndKeepsThePreviousFile) {
+    ASSERT_EQ(
+        run({"setup", "add", "Bench", "--comments", "long enough to need more than a few bytes"}).exitCode,
+        0);
+    const QString scp = writeFile(path("old.scp"), "previous content");
+    // The limit counts blocks of 512 bytes: none may be written.
+    for (const char* limit : {"0"}) {
+        QProcess process;
+        process.start("/bin/sh",
+                      {"-c", "trap '' XFSZ; ulimit -f $1; exec \"$0\" --doc \"$2\" setup save Bench \"$3\"",
+                       TAVREL_BINARY_DIR "/bin/tavrel", limit, doc, scp});
+        ASSERT_TRUE(process.waitForFinished(60000));
+        EXPECT_EQ(process.exitCode(), 1) << limit;
+        const QByteArray err = process.readAllStandardError();
+        EXPECT_TRUE(err.contains("Error while saving to file.")) << err.constData();
+        EXPECT_TRUE(err.contains(scp.toUtf8())) << err.constData();
+        EXPECT_EQ(fileBytes(scp), "previous content") << limit;
+    }
 }

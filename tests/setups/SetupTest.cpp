@@ -1,5 +1,7 @@
 #include "SetupTestSupport.h"
 
+#include "automation/UtilitiesTavrel.h"
+
 #include "setups/SetupsTavrelScope.h"
 #include "support/DiagnosticsCapture.h"
 
@@ -83,12 +85,22 @@ TEST(Setup, PropertiesUseTheIndexedKeysAndKeepTheBytes) {
     restored.WriteProperties(empty, 3);
     EXPECT_EQ(empty.size(), 0);
 
-    // Only bytes are a learn string, although the store takes anything where the default is Empty.
+    // Stored values are taken as they are: a learn string of another type is kept, not refused.
     MemoryPropertyBag text("doc.json");
     text.set("4LearnString", "#3abc");
-    const auto e = ErrorOf([&] { restored.ReadProperties(text, 4); });
-    expectError(e, kInvalidValue);
-    EXPECT_TRUE(e && e->description().contains("doc.json") && e->description().contains("4LearnString"));
+    text.set("4SetupComments", "a|b");
+    restored.ReadProperties(text, 4);
+    EXPECT_EQ(restored.LearnString(), QVariant("#3abc"));
+    EXPECT_EQ(restored.Comments(), "a|b");
+
+    // A learn string larger than any setup holds never goes into a store, which could not give it back.
+    SetupTavrelScope oversized;
+    fillSetup(oversized, "Big", kModel, kVersion, QByteArray(BrumelTB::kMaxLearnStringBytes + 1, 'x'));
+    MemoryPropertyBag target("doc.json");
+    const auto e = ErrorOf([&] { oversized.WriteProperties(target, 5); });
+    expectError(e, kInvalidValue, "Invalid property value.");
+    EXPECT_TRUE(e && e->detail().startsWith("doc.json: \"5LearnString\"")) << e->detail().toStdString();
+    EXPECT_EQ(target.size(), 0);
 }
 
 TEST(Setup, CopyTakesEverythingButTheParentThroughTheChecks) {
@@ -118,7 +130,7 @@ TEST(Setup, RefusedFilesChangeNothing) {
     fillSetup(good, "S", kModel, kVersion, allByteValues());
     good.SaveToFile(path("good.scp"));
     const QString notSetup = "The selected file is not a setup file.",
-                  loadError = "Error while loading from file.", invalid = "Invalid property value.";
+                  loadError = "Error while loading from file.";
     const struct {
         QString path;
         quint32 number;
@@ -132,9 +144,9 @@ TEST(Setup, RefusedFilesChangeNothing) {
         // Taken for .scp by its first fields, then cut inside the header.
         {writeFile(path("cut.scp"), fileBytes(path("good.scp")).left(30)), 0x8004793Du, loadError},
         {writeFile(path("nocmd.stp"), "STP1.00\n1\nc\nVELTV100A\n#3"), 0x8004793Du, loadError},
-        // A "|" could never be saved as .scp again, where it ends a field.
-        {writeFile(path("bar.stp"), "STP1.00\n123\na|b\nVELTV200B\n:SYSTEM:SETUP #11x"), kInvalidValue,
-         invalid, "Tavrel Scope Control"},
+        {writeFile(path("big.stp"), "STP1.00\n1\nc\nVELTV100A\n:SYSTEM:SETUP " +
+                                        QByteArray(BrumelTB::kMaxLearnStringBytes + 1, 'x')),
+         0x8004793Du, loadError},
     };
     for (const auto& c : cases) {
         DiagnosticsCapture capture;
@@ -145,8 +157,50 @@ TEST(Setup, RefusedFilesChangeNothing) {
         expectError(e, c.number, c.description);
         EXPECT_EQ(e->source(), QLatin1String(c.source));
         EXPECT_EQ(fields(setup), before) << c.path.toStdString();
+        EXPECT_TRUE(e->detail().startsWith("\"" + c.path + "\": ")) << e->detail().toStdString();
         if (c.number == 0x80040141u) {
             EXPECT_TRUE(capture.hasReportWith({"Assertion: false", "File: Setup", "Function: ReadFromFile"}));
         }
     }
+}
+
+// Loading copies what the file holds; whatever a setup saved loads back, and what could not load
+// back is not saved.
+TEST(Setup, FilesLoadAsTheyAreAndEverySavedSetupLoadsBack) {
+    QTemporaryDir dir;
+    const auto path = [&](const char* name) { return dir.filePath(QLatin1String(name)); };
+    const struct {
+        const char* name;
+        QByteArray content;
+        QString comments, model;
+        QByteArray learnString;
+    } files[] = {
+        {"bar.stp", "STP1.00\n123\n a|b \nVELTV200B\n:SYSTEM:SETUP #11x", "a|b", "TV200B", "#11x"},
+        {"crlf.stp", "STP1.00\r\n123\r\nnote\r\nVELTV200B\r\n:SYSTEM:SETUP #11x", "note", "TV200B", "#11x"},
+        {"long.stp", "STP1.00\n1\n" + QByteArray(10000, 'c') + "\nVELM\n:SYSTEM:SETUP ab",
+         QString(10000, u'c'), "M", "ab"},
+    };
+    for (const auto& f : files) {
+        SetupTavrelScope setup;
+        fillSetup(setup, "Kept", kModel, kVersion);
+        setup.ReadFromFile(writeFile(path(f.name), f.content));
+        EXPECT_EQ(fields(setup), (QStringList{"Kept", f.comments, f.learnString.toHex(), f.model, "X.XX.XX"}))
+            << f.name;
+    }
+
+    SetupTavrelScope longComments;
+    fillSetup(longComments, "S", kModel, kVersion, allByteValues(), QString(10000, u'n'));
+    longComments.SaveToFile(path("long.scp"));
+    SetupTavrelScope loaded;
+    loaded.ReadFromFile(path("long.scp"));
+    EXPECT_EQ(fields(loaded),
+              (QStringList{"Setup1", QString(10000, u'n'), allByteValues().toHex(), kModel, kVersion}));
+
+    // A "|" ends a field of an .scp file: such a setup is refused, and no file is written.
+    SetupTavrelScope bar;
+    bar.ReadFromFile(path("bar.stp"));
+    const auto e = ErrorOf([&] { bar.SaveToFile(path("bar.scp")); });
+    expectError(e, 0x8004793Du, "Error while saving to file.");
+    EXPECT_TRUE(e->detail().contains("|")) << e->detail().toStdString();
+    EXPECT_FALSE(QFile::exists(path("bar.scp")));
 }

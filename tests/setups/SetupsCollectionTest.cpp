@@ -121,9 +121,70 @@ TEST(Setups, PersistsItsSettingsAndSetupsInOrder) {
         expectError(ErrorOf([&] { read.ReadProperties(bad); }), number);
         EXPECT_EQ(names(read), "Setup1");
     }
-    MemoryPropertyBag huge;
-    huge.set("SetupCount", 40000);
-    expectError(ErrorOf([&] { fresh.ReadProperties(huge); }), 0x8004017Cu);
+    // The count is taken as stored, beyond 16 bits too: with nothing stored, the second setup
+    // repeats the default name, and the detail names the key. A count no 32-bit integer holds
+    // is refused naming the key; a negative one reads no setups.
+    const struct {
+        QVariant count;
+        quint32 number; // 0: read without error
+        const char* names;
+        const char* detail;
+    } counts[] = {{40000, 457u, "Setup1", "doc.json: \"2SetupName\""},
+                  {qint64(1) << 32, 0x8004017Cu, "", "doc.json: the value of \"SetupCount\""},
+                  {-5, 0, "", ""}};
+    for (const auto& c : counts) {
+        MemoryPropertyBag store("doc.json");
+        store.set("SetupCount", c.count);
+        SetupsTavrelScope read;
+        const auto e = ErrorOf([&] { read.ReadProperties(store); });
+        if (c.number) {
+            expectError(e, c.number);
+            EXPECT_TRUE(e->detail().startsWith(c.detail)) << e->detail().toStdString();
+        } else {
+            EXPECT_FALSE(e.has_value());
+        }
+        EXPECT_EQ(names(read), c.names);
+    }
+}
+
+// A refused setting is reported, and the setups are still read.
+TEST(Setups, ARefusedSettingDoesNotCostTheSetups) {
+    MemoryPropertyBag bag("doc.json");
+    bag.set("SetupsGetLearnStringOnAdd", "no");
+    bag.set("LastInstrumentSetup", "B");
+    bag.set("SetupCount", 2);
+    bag.set("1SetupName", "A");
+    bag.set("2SetupName", "B");
+    SetupsTavrelScope setups;
+    const auto e = ErrorOf([&] { setups.ReadProperties(bag); });
+    expectError(e, 0x8004017Cu, "Invalid property value.");
+    EXPECT_TRUE(e->detail().contains("\"SetupsGetLearnStringOnAdd\"")) << e->detail().toStdString();
+    EXPECT_EQ(names(setups), "A,B");
+    EXPECT_EQ(setups.LastInstrumentSetup(), "B");
+    EXPECT_TRUE(setups.GetLearnStringOnAdd());
+}
+
+// The largest count a 16-bit index reaches: every setup is read, in order, and written back the same.
+TEST(Setups, ExactlyThirtyTwoThousandSevenHundredSixtySevenSetupsLoad) {
+    constexpr int kCount = 32767;
+    MemoryPropertyBag bag;
+    bag.set("SetupCount", kCount);
+    for (int i = 1; i <= kCount; ++i)
+        bag.set(QString::number(i) + "SetupName", QStringLiteral("S%1").arg(i));
+    SetupsTavrelScope setups;
+    setups.ReadProperties(bag);
+    ASSERT_EQ(setups.Count(), kCount);
+    EXPECT_EQ(setups.Item(1).Name(), "S1");
+    EXPECT_EQ(setups.Item(kCount).Name(), "S32767");
+    EXPECT_EQ(&setups.Item("s20000"), &setups.Item(20000));
+    MemoryPropertyBag written;
+    setups.WriteProperties(written);
+    EXPECT_EQ(written.value("SetupCount").toInt(), kCount);
+    EXPECT_EQ(written.value("32767SetupName").toString(), "S32767");
+    // Removing frees a name for a new setup, whatever its case.
+    setups.Remove("S5");
+    EXPECT_NO_THROW(setups.Add("s5"));
+    expectError(ErrorOf([&] { setups.Add("S6"); }), 457u);
 }
 
 TEST(Setups, CopyReplacesTheSetupsButLeavesTheSession) {
