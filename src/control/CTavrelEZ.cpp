@@ -14,6 +14,7 @@
 #include "control/Localization.h"
 #include "discovery/CQueryInstrument.h"
 #include "hosting/PropertyBag.h"
+#include "hosting/PropertySteps.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 #include "iolib/SerialSession.h"
@@ -158,12 +159,13 @@ void CTavrelEZ::raiseConnectionError() const {
 }
 
 void CTavrelEZ::ReadProperties(PropertyBag& bag) {
-    Reported(kClass, "ReadProperties", [&] {
-        SetTXDelay(bag.read(QStringLiteral("TXDelay"), kDefaultTXDelay).toInt());
-        // These two keys have always been spelled this way; existing documents depend on it.
-        SetResetOnInitialize(bag.read(QStringLiteral("ResetOnIntialize"), false).toBool());
-        SetCheckIDOnInitialize(bag.read(QStringLiteral("CheckIDOnIntialize"), false).toBool());
-    });
+    PropertySteps steps(bag, QString::fromLatin1(kClass), QStringLiteral("ReadProperties"));
+    PropertyBag& store = steps.store();
+    steps([&] { SetTXDelay(store.read(QStringLiteral("TXDelay"), kDefaultTXDelay).toInt()); });
+    // These two keys have always been spelled this way; existing documents depend on it.
+    steps([&] { SetResetOnInitialize(store.read(QStringLiteral("ResetOnIntialize"), false).toBool()); });
+    steps([&] { SetCheckIDOnInitialize(store.read(QStringLiteral("CheckIDOnIntialize"), false).toBool()); });
+    steps.finish();
 }
 
 void CTavrelEZ::WriteProperties(PropertyBag& bag) const {

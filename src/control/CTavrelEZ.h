@@ -30,8 +30,7 @@ class IOManager;
 class IOError;
 } // namespace CorvaneIOUtilsLib
 
-// The number of a refusal by the automation server: the first past the 512 that the runtime keeps.
-constexpr qint32 kServerRefusedErrorNumber = ObjectErrorBase + 513;
+constexpr qint32 kServerRefusedErrorNumber = ErrorNumber::ServerRefused;
 // What the host sees of a failure below the control: the server's refusal under
 // kServerRefusedErrorNumber, an I/O failure as the connection error (ObjectErrorBase + 59).
 TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error);

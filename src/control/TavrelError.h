@@ -15,6 +15,9 @@ constexpr qint32 ConnectionFailed = ObjectErrorBase + 59;
 constexpr qint32 NotASetupFile = ObjectErrorBase + 321;
 constexpr qint32 InvalidPropertyValue = ObjectErrorBase + 380;
 constexpr qint32 SetupFileError = ObjectErrorBase + 31037;
+// A refusal by the instrument or its automation server: the first number past the 512 that the
+// runtime keeps for itself.
+constexpr qint32 ServerRefused = ObjectErrorBase + 513;
 } // namespace ErrorNumber
 
 class TavrelError : public std::exception {

@@ -68,7 +68,7 @@ void TavrelScope::InitProperties() {
         SetCountryCode(Tavrel_Language_English);
         m_ioconfiguration->SetActiveAddressString(kDefaultAddress);
         m_ioconfiguration->SetActiveAddressInstrumentID(QString());
-        m_bDebugEnabled = false;
+        SetDebugEnabled(false);
         m_bDontShowSetupIOConfigurationWarning = false;
         m_strLastIOHandshakeAddress.clear();
         m_bInitialSearchMode = false;

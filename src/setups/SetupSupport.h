@@ -60,17 +60,18 @@ template <typename Body> decltype(auto) WithTransferErrors(int titleId, qint32 s
 // error's number) before they go on to the caller unchanged.
 template <typename Body>
 decltype(auto) ReportedTransfer(const char* className, const char* procedureName, Body&& body) {
-    const auto report = [&](const QString& message) {
-        ReportFailure(TavrelError(ErrorNumber::ConnectionFailed, QString(), message),
-                      QString::fromLatin1(className), QString::fromLatin1(procedureName));
+    // An I/O failure is a lost connection; a refusal means the instrument answered and said no.
+    const auto report = [&](qint32 number, const QString& message) {
+        ReportFailure(TavrelError(number, QString(), message), QString::fromLatin1(className),
+                      QString::fromLatin1(procedureName));
     };
     try {
         return Reported(className, procedureName, std::forward<Body>(body));
     } catch (const CorvaneIOUtilsLib::IOError& e) {
-        report(e.message());
+        report(ErrorNumber::ConnectionFailed, e.message());
         throw;
     } catch (const BrumelTB::ServerError& e) {
-        report(e.message());
+        report(ErrorNumber::ServerRefused, e.message());
         throw;
     }
 }

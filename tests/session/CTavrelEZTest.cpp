@@ -141,6 +141,18 @@ TEST(CTavrelEZ, KeysKeepTheirHistoricSpelling) {
     EXPECT_TRUE(restored.ResetOnInitialize() && restored.CheckIDOnInitialize());
 }
 
+TEST(CTavrelEZ, ReadingGoesOnPastARefusedDelay) {
+    MemoryPropertyBag bag;
+    bag.write(QStringLiteral("TXDelay"), -5, 0);
+    bag.write(QStringLiteral("ResetOnIntialize"), true, false);
+    bag.write(QStringLiteral("CheckIDOnIntialize"), true, false);
+    CTavrelEZ restored;
+    const std::optional<TavrelError> error = ErrorOf([&] { restored.ReadProperties(bag); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_TRUE(error->detail().contains(QStringLiteral("\"TXDelay\""))) << error->detail().toStdString();
+    EXPECT_TRUE(restored.ResetOnInitialize() && restored.CheckIDOnInitialize());
+}
+
 TEST(TavrelScopeSession, DebugEnabledReachesTheSessionWhenSet) {
     TavrelScope control;
     for (const bool enabled : {true, false}) {

@@ -135,7 +135,14 @@ TEST(SetupTransfer, AnEmptyLearnStringWithAModelReachesTheServer) {
 TEST(SetupTransfer, WhatAFailedGetHadTakenStays) {
     Connected noComma(bench(R"({"no_comma": true})"));
     SetupTavrelScope& half = noComma.add("Half");
-    EXPECT_THROW(half.GetFromInstrument(), BrumelTB::ServerError);
+    {
+        DiagnosticsCapture refusal;
+        EXPECT_THROW(half.GetFromInstrument(), BrumelTB::ServerError);
+        // The instrument answered and refused: that is not a lost connection.
+        EXPECT_TRUE(
+            refusal.hasReportWith({"Error Code: -2147220991 0x80040201", "Function: GetFromInstrument"}));
+        EXPECT_FALSE(refusal.hasReportWith({"Error Code: -2147221445 0x8004003B"}));
+    }
     EXPECT_TRUE(half.LearnString().toByteArray().startsWith("#3")) << "replaced before the model failed";
     EXPECT_EQ(half.Model(), QString());
     EXPECT_EQ(noComma.last(), QString());
