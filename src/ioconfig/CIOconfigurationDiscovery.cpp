@@ -12,6 +12,8 @@ const QString kDiagnosticsClass = QStringLiteral("CIOConfiguration");
 // The address in an entry of the listing, or -1 for an entry without a valid one (which the
 // lookups skip rather than fail on).
 int ListedAddress(const CIOconfiguration& configuration, const QString& entry) {
+    // A board's own entry ("GPIB1::INTFC") says the board is there and names no instrument.
+    if (entry.endsWith(QStringLiteral("::INTFC"), Qt::CaseInsensitive)) return -1;
     try {
         return configuration.GPIBInstrumentAddress(entry);
     } catch (const TavrelError&) {

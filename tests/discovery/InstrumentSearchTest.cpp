@@ -1,5 +1,6 @@
 #include "discovery/InstrumentSearch.h"
 #include "DiscoveryTestSupport.h"
+#include "support/DiagnosticsCapture.h"
 
 #include <QThread>
 #include <algorithm>
@@ -198,7 +199,9 @@ TEST(PortDiscovery, RefreshPortsFromTheDefaultBench) {
     CIOconfiguration configuration;
     configuration.SetGPIBAddressExists(0, 5, true);
     configuration.SetRS232PortExists(4, true);
+    DiagnosticsCapture capture;
     configuration.RefreshPorts(*DefaultBench());
+    EXPECT_TRUE(capture.reports.isEmpty()) << "a board's own entry is not a bad address";
     EXPECT_TRUE(configuration.RS232PortExists(1) && configuration.RS232PortExists(2));
     EXPECT_FALSE(configuration.RS232PortExists(3) || configuration.RS232PortExists(4));
     EXPECT_TRUE(configuration.GPIBPortExists(0));
