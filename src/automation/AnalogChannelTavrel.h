@@ -1,7 +1,7 @@
 #pragma once
 
 #include "automation/ScpiMnemonics.h"
-#include "control/CEnums.h"
+#include "automation/CEnums.h"
 
 namespace BrumelTB {
 

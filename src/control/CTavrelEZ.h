@@ -1,8 +1,8 @@
 #pragma once
 
 #include "automation/WaveformTavrel.h"
-#include "control/CEnums.h"
-#include "control/TavrelError.h"
+#include "automation/CEnums.h"
+#include "base/TavrelError.h"
 
 #include <QImage>
 #include <QObject>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "control/CEnums.h"
+#include "automation/CEnums.h"
 #include "control/CTavrelEZ.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "setups/SetupsTavrelScope.h"

@@ -5,7 +5,7 @@
 #include "iolib/backends/GpibBackend.h"
 #include "iolib/backends/LanBackend.h"
 #include "iolib/backends/SerialPortBackend.h"
-#include "iolib/backends/SimBackend.h"
+#include "sim/iobackend/SimBackend.h"
 #include "sim/SimBench.h"
 
 #include <QRegularExpression>

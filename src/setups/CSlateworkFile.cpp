@@ -1,6 +1,6 @@
 #include "setups/CSlateworkFile.h"
 
-#include "control/TextUtil.h"
+#include "base/TextUtil.h"
 #include "setups/SetupFileChannel.h"
 
 #include <limits>

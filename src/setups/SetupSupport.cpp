@@ -1,6 +1,6 @@
 #include "setups/SetupSupport.h"
 
-#include "control/Localization.h"
+#include "base/Localization.h"
 #include "hosting/MemoryPropertyBag.h"
 #include "setups/CSetupFile.h"
 #include "setups/CSlateworkFile.h"

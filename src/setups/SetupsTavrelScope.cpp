@@ -1,7 +1,7 @@
 #include "setups/SetupsTavrelScope.h"
 
-#include "control/Diagnostics.h"
-#include "hosting/PropertyBag.h"
+#include "base/Diagnostics.h"
+#include "base/PropertyBag.h"
 #include "setups/SetupSupport.h"
 
 #include <QDir>

@@ -3,10 +3,10 @@
 #include "automation/AnalogChannelsTavrel.h"
 #include "automation/ScopeTavrel.h"
 #include "automation/UtilitiesTavrel.h"
-#include "control/CDebug.h"
+#include "base/CDebug.h"
 #include "control/CTavrelEZ.h"
-#include "control/MessageBoxSeam.h"
-#include "control/TavrelError.h"
+#include "base/MessageBoxSeam.h"
+#include "base/TavrelError.h"
 #include "control/TavrelScope.h"
 #include "support/Errors.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "control/Localization.h"
-#include "control/TavrelError.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOManager.h"
 #include "iolib/IOUtilsEnums.h"

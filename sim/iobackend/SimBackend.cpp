@@ -1,9 +1,9 @@
-#include "iolib/backends/SimBackend.h"
+#include "sim/iobackend/SimBackend.h"
 
 #include "iolib/IOError.h"
 #include "iolib/SerialLineSession.h"
 #include "iolib/TransportSession.h"
-#include "iolib/backends/SimTransport.h"
+#include "sim/iobackend/SimTransport.h"
 #include "sim/SimBench.h"
 
 namespace CorvaneIOUtilsLib {

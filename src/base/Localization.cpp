@@ -1,6 +1,6 @@
-#include "control/Localization.h"
+#include "base/Localization.h"
 
-#include "control/Languages.h"
+#include "base/Languages.h"
 
 #include <QCoreApplication>
 #include <QDir>
