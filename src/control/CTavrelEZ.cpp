@@ -283,3 +283,20 @@ QImage CTavrelEZ::GetScreenImage(Tavrel_ImageFormat format) {
 void CTavrelEZ::SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format) {
     callServer([&](BrumelTB::ScopeTavrel& s) { s.SaveScreenImage(fileName, format); });
 }
+
+// Fetched afresh for every call: the session may have been reopened in between.
+QVariant CTavrelEZ::ReadLearnString() {
+    return Server().Utilities().ReadStateData();
+}
+
+void CTavrelEZ::WriteLearnString(const QVariant& learnString) {
+    Server().Utilities().WriteStateData(learnString);
+}
+
+QString CTavrelEZ::InstrumentModel() {
+    return Server().Utilities().InstrumentModel();
+}
+
+QString CTavrelEZ::InstrumentFirmwareVersion() {
+    return Server().Utilities().InstrumentFirmwareVersion();
+}

@@ -1,13 +1,11 @@
 #include "setups/SetupTavrelScope.h"
 
-#include "automation/ScopeTavrel.h"
-#include "automation/UtilitiesTavrel.h"
-#include "control/CTavrelEZ.h"
 #include "base/Diagnostics.h"
 #include "base/Localization.h"
-#include "base/TextUtil.h"
 #include "base/PropertyBag.h"
+#include "base/TextUtil.h"
 #include "setups/CSetupFile.h"
+#include "setups/SetupInstrument.h"
 #include "setups/SetupSupport.h"
 #include "setups/SetupsTavrelScope.h"
 
@@ -20,11 +18,6 @@ const QString kClassName = QString::fromLatin1(kClass);
 
 bool isValidName(const QString& name) {
     return !name.isEmpty() && !name.contains(u' ') && !name.contains(u'|');
-}
-
-BrumelTB::UtilitiesTavrel& utilities(CTavrelEZ& session) {
-    // Fetched afresh for every call: the session may have been reopened in between.
-    return session.Server().Utilities();
 }
 
 QString key(qint16 index, const char* suffix) {
@@ -85,8 +78,8 @@ void SetupTavrelScope::Copy(const SetupTavrelScope* setupSource) {
     });
 }
 
-CTavrelEZ& SetupTavrelScope::session(const char* procedureName, const QString& conditionText) const {
-    CTavrelEZ* ez = m_setups ? m_setups->CTavrelEZPtr() : nullptr;
+SetupInstrument& SetupTavrelScope::session(const char* procedureName, const QString& conditionText) const {
+    SetupInstrument* ez = m_setups ? m_setups->CTavrelEZPtr() : nullptr;
     ReportAssertion(ez != nullptr, conditionText, kClassName, QString::fromLatin1(procedureName));
     if (!ez) throw ObjectNotSetError();
     return *ez;
@@ -94,13 +87,13 @@ CTavrelEZ& SetupTavrelScope::session(const char* procedureName, const QString& c
 
 void SetupTavrelScope::GetFromInstrument() {
     ReportedTransfer(kClass, "GetFromInstrument", [&] {
-        CTavrelEZ& ez =
+        SetupInstrument& ez =
             session("GetFromInstrument", QStringLiteral("(Not (m_setup.CTavrelEZPtr Is Nothing))"));
-        m_vLearnString = utilities(ez).ReadStateData();
-        m_strModel = utilities(ez).InstrumentModel();
+        m_vLearnString = ez.ReadLearnString();
+        m_strModel = ez.InstrumentModel();
         ReportAssertion(!m_strModel.isEmpty(), QStringLiteral("(Len(m_strModel) > 0)"), kClassName,
                         QStringLiteral("GetFromInstrument"));
-        m_strVersion = utilities(ez).InstrumentFirmwareVersion();
+        m_strVersion = ez.InstrumentFirmwareVersion();
         ReportAssertion(!m_strVersion.isEmpty(), QStringLiteral("(Len(m_strVersion) > 0)"), kClassName,
                         QStringLiteral("GetFromInstrument"));
         m_setups->SetLastInstrumentSetup(m_strName);
@@ -144,14 +137,14 @@ void SetupTavrelScope::SaveToFile(const QString& fileName) const {
 
 void SetupTavrelScope::SendToInstrument() {
     ReportedTransfer(kClass, "SendToInstrument", [&] {
-        CTavrelEZ& ez =
+        SetupInstrument& ez =
             session("SendToInstrument", QStringLiteral("(Not (m_setups.CTavrelEZPtr Is Nothing))"));
-        const QString model = utilities(ez).InstrumentModel();
-        const QString version = utilities(ez).InstrumentFirmwareVersion();
+        const QString model = ez.InstrumentModel();
+        const QString version = ez.InstrumentFirmwareVersion();
         if (!IsLearnStringCompatible(model, version))
             throw TavrelError(ErrorNumber::SendRefused, Localized(kSendSetupTitle),
                               Localized(m_vLearnString.isValid() ? 691 : 692), kComponentHelpFile);
-        utilities(ez).WriteStateData(m_vLearnString);
+        ez.WriteLearnString(m_vLearnString);
         m_setups->SetLastInstrumentSetup(m_strName);
     });
 }

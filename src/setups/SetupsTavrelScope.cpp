@@ -132,13 +132,13 @@ void SetupsTavrelScope::Copy(const SetupsTavrelScope* setupsSource) {
     });
 }
 
-CTavrelEZ* SetupsTavrelScope::CTavrelEZPtr() const {
+SetupInstrument* SetupsTavrelScope::CTavrelEZPtr() const {
     ReportAssertion(m_ctavrelez != nullptr, QStringLiteral("(Not (m_ctavrelez Is Nothing))"), kClassName,
                     QStringLiteral("Get CTavrelEZPtr"));
     return m_ctavrelez;
 }
 
-void SetupsTavrelScope::SetCTavrelEZPtr(CTavrelEZ* session) {
+void SetupsTavrelScope::SetCTavrelEZPtr(SetupInstrument* session) {
     m_ctavrelez = session;
     ReportAssertion(m_ctavrelez != nullptr, QStringLiteral("(Not (m_ctavrelez Is Nothing))"), kClassName,
                     QStringLiteral("Let CTavrelEZPtr"));

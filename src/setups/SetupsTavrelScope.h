@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-class CTavrelEZ;
+class SetupInstrument;
 class PropertyBag;
 
 // The control's setups, keyed by name in the order of adding (keys compare without regard to
@@ -79,9 +79,9 @@ public:
     // Takes the source's settings and copies of its setups in place of this one's; not its session.
     void Copy(const SetupsTavrelScope* setupsSource);
 
-    CTavrelEZ* CTavrelEZPtr() const;
+    SetupInstrument* CTavrelEZPtr() const;
     // Stores the session and parents every setup here again.
-    void SetCTavrelEZPtr(CTavrelEZ* session);
+    void SetCTavrelEZPtr(SetupInstrument* session);
     QString InitialDirectory() const { return m_strInitialDirectory; }
     void SetInitialDirectory(const QString& directory) { m_strInitialDirectory = directory; }
     bool GetLearnStringOnAdd() const { return m_bGetLearnStringOnAdd; }
@@ -94,7 +94,7 @@ private:
     Entries::const_iterator at(int position) const;
 
     Entries m_entries;
-    CTavrelEZ* m_ctavrelez = nullptr;
+    SetupInstrument* m_ctavrelez = nullptr;
     QString m_strInitialDirectory;
     bool m_bGetLearnStringOnAdd = true;
     QString m_strLastInstrumentSetup;

@@ -6,6 +6,7 @@
 #include "iolib/IOManager.h"
 #include "iolib/IOUtilsEnums.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 #include "support/DiagnosticsCapture.h"
 #include "support/Errors.h"
 
@@ -18,12 +19,11 @@
 namespace discoverytest {
 
 inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> DefaultBench() {
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(tavrelsim::SimBench::defaultBench());
+    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::defaultBench());
 }
 
 inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> Bench(const char* json) {
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(
-        tavrelsim::SimBench::fromJson(QByteArray(json), QStringLiteral("test bench")));
+    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::fromJson(QByteArray(json), QStringLiteral("test bench")));
 }
 
 // A configuration whose exists flags are what the bench lists, as after the page's Find Ports.
