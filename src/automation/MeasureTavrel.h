@@ -1,7 +1,7 @@
 #pragma once
 
-#include "automation/ScpiMnemonics.h"
 #include "automation/CEnums.h"
+#include "automation/ScpiMnemonics.h"
 
 namespace BrumelTB {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "automation/WaveformTavrel.h"
 #include "automation/CEnums.h"
+#include "automation/WaveformTavrel.h"
 
 #include <QByteArray>
 #include <QImage>

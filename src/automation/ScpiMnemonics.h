@@ -1,7 +1,7 @@
 #pragma once
 
-#include "automation/ServerError.h"
 #include "automation/CEnums.h"
+#include "automation/ServerError.h"
 
 #include <QString>
 #include <initializer_list>

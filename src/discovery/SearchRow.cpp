@@ -12,7 +12,6 @@ namespace {
 const QString kPageClass = QStringLiteral("TavrelPPSrchIO");
 const QString kModelWord = QStringLiteral("MODEL");
 
-
 } // namespace
 
 SearchRow InstrumentListEntry(const QString& reply, const QString& address) {

@@ -1,8 +1,8 @@
 #include "control/TavrelScope.h"
 #include "base/CDebug.h"
 #include "base/Localization.h"
-#include "control/PropertyPagesSeam.h"
 #include "base/TavrelError.h"
+#include "control/PropertyPagesSeam.h"
 #include "hosting/MemoryPropertyBag.h"
 #include "support/Errors.h"
 

@@ -23,7 +23,8 @@ inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> DefaultBench() {
 }
 
 inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> Bench(const char* json) {
-    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::fromJson(QByteArray(json), QStringLiteral("test bench")));
+    return tavrelsim::simulatedIOManager(
+        tavrelsim::SimBench::fromJson(QByteArray(json), QStringLiteral("test bench")));
 }
 
 // A configuration whose exists flags are what the bench lists, as after the page's Find Ports.

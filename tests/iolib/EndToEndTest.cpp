@@ -34,7 +34,8 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(sim) << "tavrel-sim did not get ready";
         manager = GetParam() == InProcess
-                      ? std::make_unique<IOManager>(tavrelsim::benchBackends(tavrelsim::SimBench::fromFile(benchFile())), true)
+                      ? std::make_unique<IOManager>(
+                            tavrelsim::benchBackends(tavrelsim::SimBench::fromFile(benchFile())), true)
                       : std::make_unique<IOManager>();
     }
     // The address of a bench resource through this backend; empty where it cannot be reached.
