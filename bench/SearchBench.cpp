@@ -3,6 +3,7 @@
 #include "discovery/InstrumentSearch.h"
 #include "iolib/IOManager.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -32,8 +33,8 @@ QByteArray benchJson(int silentComPorts) {
 }
 
 double searchSeconds(const QByteArray& json, bool concurrent, int& rows) {
-    auto manager = std::make_shared<CorvaneIOUtilsLib::IOManager>(
-        tavrelsim::SimBench::fromJson(json, QStringLiteral("benchmark bench")));
+    auto manager =
+        tavrelsim::simulatedIOManager(tavrelsim::SimBench::fromJson(json, QStringLiteral("benchmark bench")));
     InstrumentSearch search(CIOconfiguration(), manager, QStringLiteral("GPIB0::7::INSTR"), 50);
     search.setRefreshPortsFirst(true);
     search.setConcurrent(concurrent);

@@ -9,6 +9,7 @@ packages=(
   libgl-dev libxkbcommon-dev fonts-dejavu-core
   libgtest-dev libgmock-dev googletest
   python3-pyvisa-py python3-numpy
+  dpkg-dev file
 )
 
 missing=()

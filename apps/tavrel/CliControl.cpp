@@ -4,6 +4,7 @@
 
 #include "control/ControlDocument.h"
 #include "control/TavrelScope.h"
+#include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 
 std::unique_ptr<TavrelScope> OpenControl(const CliContext& context) {
@@ -18,6 +19,14 @@ void SaveControl(const CliContext& context, TavrelScope& control) {
 
 std::shared_ptr<CorvaneIOUtilsLib::IOManager> RequireIOManager(TavrelScope& control) {
     auto manager = control.IOManager();
-    if (!manager) throw CliFailure(QStringLiteral("no I/O manager: check TAVREL_IO"));
+    if (!manager) {
+        // The control started without one; asking again gives the reason (TAVREL_IO, the bench file).
+        try {
+            CorvaneIOUtilsLib::IOManager::create();
+        } catch (const CorvaneIOUtilsLib::IOError& e) {
+            throw CliFailure(e.message());
+        }
+        throw CliFailure(QStringLiteral("no I/O manager: check TAVREL_IO"));
+    }
     return manager;
 }

@@ -2,7 +2,7 @@
 #include "Cli.h"
 #include "CliControl.h"
 
-#include "control/Localization.h"
+#include "base/Localization.h"
 #include "control/TavrelScope.h"
 #include "discovery/InstrumentSearch.h"
 

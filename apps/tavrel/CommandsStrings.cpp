@@ -1,8 +1,8 @@
 // tavrel strings [--lang CODE] [--all] [ID...]
 #include "Cli.h"
 
-#include "control/Languages.h"
-#include "control/Localization.h"
+#include "base/Languages.h"
+#include "base/Localization.h"
 
 #include <QJsonObject>
 

@@ -5,73 +5,38 @@
 #include "control/TavrelScope.h"
 
 #include <QJsonArray>
-#include <functional>
+#include <QMetaProperty>
 
 namespace {
 
-enum class Kind { Integer, Boolean, Text };
-
+// A property the tool sets: a designable, writable property of the control, or of its I/O
+// configuration.
 struct Settable {
-    QString name;
-    Kind kind;
-    std::function<void(TavrelScope&, const QVariant&)> let;
+    QMetaProperty property;
+    bool ofIOConfiguration;
 };
 
-const QList<Settable>& settables() {
-    static const QList<Settable> list = {
-        {QStringLiteral("Address"), Kind::Text,
-         [](TavrelScope& c, const QVariant& v) { c.SetAddress(v.toString()); }},
-        {QStringLiteral("CountryCode"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) { c.SetCountryCode(v.toInt()); }},
-        {QStringLiteral("FontName"), Kind::Text,
-         [](TavrelScope& c, const QVariant& v) { c.SetFontName(v.toString()); }},
-        {QStringLiteral("FontSize"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) { c.SetFontSize(v.toInt()); }},
-        {QStringLiteral("DebugEnabled"), Kind::Boolean,
-         [](TavrelScope& c, const QVariant& v) { c.SetDebugEnabled(v.toBool()); }},
-        {QStringLiteral("DTROnly"), Kind::Boolean,
-         [](TavrelScope& c, const QVariant& v) { c.SetDTROnly(v.toBool()); }},
-        {QStringLiteral("ActiveIOPort"), Kind::Text,
-         [](TavrelScope& c, const QVariant& v) { c.IOConfigurationControl().SetActiveIOPort(v.toString()); }},
-        {QStringLiteral("ActivePortGPIBAddress"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) {
-             c.IOConfigurationControl().SetActivePortGPIBAddress(v.toInt());
-         }},
-        {QStringLiteral("ActivePortBaudRate"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) {
-             c.IOConfigurationControl().SetActivePortBaudRate(v.toInt());
-         }},
-        {QStringLiteral("ActivePortHandshake"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) {
-             c.IOConfigurationControl().SetActivePortHandshake(v.toInt());
-         }},
-        {QStringLiteral("SupportMessageMode"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) { c.SetSupportMessageMode(v.toInt()); }},
-        {QStringLiteral("LastIOHandshakeAddress"), Kind::Text,
-         [](TavrelScope& c, const QVariant& v) { c.SetLastIOHandshakeAddress(v.toString()); }},
-        {QStringLiteral("InitialSearchMode"), Kind::Boolean,
-         [](TavrelScope& c, const QVariant& v) { c.SetInitialSearchMode(v.toBool()); }},
-        {QStringLiteral("DontShowSetupIOConfigurationWarning"), Kind::Boolean,
-         [](TavrelScope& c, const QVariant& v) { c.SetDontShowSetupIOConfigurationWarning(v.toBool()); }},
-        {QStringLiteral("TXDelay"), Kind::Integer,
-         [](TavrelScope& c, const QVariant& v) { c.SetTXDelay(v.toInt()); }},
-        {QStringLiteral("ResetOnInitialize"), Kind::Boolean,
-         [](TavrelScope& c, const QVariant& v) { c.SetResetOnInitialize(v.toBool()); }},
-        {QStringLiteral("CheckIDOnInitialize"), Kind::Boolean,
-         [](TavrelScope& c, const QVariant& v) { c.SetCheckIDOnInitialize(v.toBool()); }},
-    };
+QList<Settable> settables() {
+    QList<Settable> list;
+    for (const auto& [meta, ofIOConfiguration] : {std::pair{&TavrelScope::staticMetaObject, false},
+                                                  std::pair{&CIOconfiguration::staticMetaObject, true}}) {
+        for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
+            const QMetaProperty property = meta->property(i);
+            if (property.isWritable() && property.isDesignable()) list.append({property, ofIOConfiguration});
+        }
+    }
     return list;
 }
 
-QVariant convert(const QString& name, Kind kind, const QString& text) {
-    switch (kind) {
-    case Kind::Integer: {
+QVariant convert(const QString& name, QMetaType type, const QString& text) {
+    switch (type.id()) {
+    case QMetaType::Int: {
         bool ok = false;
         const int value = text.trimmed().toInt(&ok, 0);
         if (!ok) throw UsageError(QStringLiteral("%1 takes an integer, not \"%2\"").arg(name, text));
         return value;
     }
-    case Kind::Boolean: {
+    case QMetaType::Bool: {
         const QString t = text.trimmed().toLower();
         if (t == QStringLiteral("true") || t == QStringLiteral("1") || t == QStringLiteral("yes"))
             return true;
@@ -79,10 +44,9 @@ QVariant convert(const QString& name, Kind kind, const QString& text) {
             return false;
         throw UsageError(QStringLiteral("%1 takes true or false, not \"%2\"").arg(name, text));
     }
-    case Kind::Text:
-        break;
+    default:
+        return text;
     }
-    return text;
 }
 
 QJsonObject ioConfigurationJson(const CIOconfiguration& io) {
@@ -135,40 +99,39 @@ namespace ControlProperties {
 QStringList SettableNames() {
     QStringList names;
     for (const Settable& s : settables())
-        names.append(s.name);
+        names.append(QString::fromLatin1(s.property.name()));
     return names;
 }
 
 void Set(TavrelScope& control, const QString& name, const QString& value) {
     for (const Settable& s : settables()) {
-        if (s.name.compare(name, Qt::CaseInsensitive) == 0) {
-            s.let(control, convert(s.name, s.kind, value));
-            return;
-        }
+        const QString propertyName = QString::fromLatin1(s.property.name());
+        if (propertyName.compare(name, Qt::CaseInsensitive) != 0) continue;
+        const QVariant converted = convert(propertyName, s.property.metaType(), value);
+        // The setters raise TavrelError for a refused value; a false here is a type the tool
+        // cannot convert, which the tests of every property would show.
+        const bool written = s.ofIOConfiguration
+                                 ? s.property.writeOnGadget(&control.IOConfigurationControl(), converted)
+                                 : s.property.write(&control, converted);
+        if (!written)
+            throw UsageError(QStringLiteral("%1 cannot be set from \"%2\"").arg(propertyName, value));
+        return;
     }
     throw UsageError(QStringLiteral("unknown property %1; one of: %2").arg(name, SettableNames().join(u' ')));
 }
 
 QJsonObject ToJson(TavrelScope& control) {
-    return {
-        {QStringLiteral("CountryCode"), control.CountryCode()},
-        {QStringLiteral("Address"), control.Address()},
-        {QStringLiteral("FontName"), control.FontName()},
-        {QStringLiteral("FontSize"), control.FontSize()},
-        {QStringLiteral("DebugEnabled"), control.DebugEnabled()},
-        {QStringLiteral("DontShowSetupIOConfigurationWarning"),
-         control.DontShowSetupIOConfigurationWarning()},
-        {QStringLiteral("LastIOHandshakeAddress"), control.LastIOHandshakeAddress()},
-        {QStringLiteral("InitialSearchMode"), control.InitialSearchMode()},
-        {QStringLiteral("DTROnly"), control.DTROnly()},
-        {QStringLiteral("SupportMessageMode"), control.SupportMessageMode()},
-        {QStringLiteral("TXDelay"), control.TXDelay()},
-        {QStringLiteral("ResetOnInitialize"), control.ResetOnInitialize()},
-        {QStringLiteral("CheckIDOnInitialize"), control.CheckIDOnInitialize()},
-        {QStringLiteral("AutomationServerAddress"),
-         control.IOConfigurationControl().ActiveAutomationServerAddress()},
-        {QStringLiteral("IOConfiguration"), ioConfigurationJson(control.IOConfigurationControl())},
-    };
+    QJsonObject o;
+    const QMetaObject& meta = TavrelScope::staticMetaObject;
+    for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i) {
+        const QMetaProperty property = meta.property(i);
+        if (property.isDesignable())
+            o.insert(QString::fromLatin1(property.name()), QJsonValue::fromVariant(property.read(&control)));
+    }
+    o.insert(QStringLiteral("AutomationServerAddress"),
+             control.IOConfigurationControl().ActiveAutomationServerAddress());
+    o.insert(QStringLiteral("IOConfiguration"), ioConfigurationJson(control.IOConfigurationControl()));
+    return o;
 }
 
 QStringList ToLines(TavrelScope& control) {

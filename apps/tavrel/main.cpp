@@ -1,7 +1,7 @@
 // tavrel: the command-line tool of Tavrel Scope Control.
 #include "Cli.h"
 
-#include "control/TavrelError.h"
+#include "base/TavrelError.h"
 #include "iolib/IOManager.h"
 
 #include <QDir>

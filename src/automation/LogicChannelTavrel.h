@@ -1,7 +1,7 @@
 #pragma once
 
+#include "automation/CEnums.h"
 #include "automation/ScpiMnemonics.h"
-#include "control/CEnums.h"
 
 namespace BrumelTB {
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "automation/CEnums.h"
 #include "automation/WaveformTavrel.h"
-#include "control/CEnums.h"
 
 #include <QByteArray>
 #include <QImage>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "automation/CEnums.h"
 #include "automation/ServerError.h"
-#include "control/CEnums.h"
 
 #include <QString>
 #include <initializer_list>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "control/CEnums.h"
+#include "automation/CEnums.h"
 
 #include <QVector>
 

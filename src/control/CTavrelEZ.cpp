@@ -10,11 +10,11 @@
 #include "automation/TraceTavrel.h"
 #include "automation/TriggerTavrel.h"
 #include "automation/UtilitiesTavrel.h"
-#include "control/Diagnostics.h"
-#include "control/Localization.h"
+#include "base/Diagnostics.h"
+#include "base/Localization.h"
+#include "base/PropertyBag.h"
 #include "discovery/CQueryInstrument.h"
-#include "hosting/PropertyBag.h"
-#include "hosting/PropertySteps.h"
+#include "base/PropertySteps.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 #include "iolib/SerialSession.h"
@@ -286,4 +286,21 @@ QImage CTavrelEZ::GetScreenImage(Tavrel_ImageFormat format) {
 
 void CTavrelEZ::SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format) {
     callServer([&](BrumelTB::ScopeTavrel& s) { s.SaveScreenImage(fileName, format); });
+}
+
+// Fetched afresh for every call: the session may have been reopened in between.
+QVariant CTavrelEZ::ReadLearnString() {
+    return Server().Utilities().ReadStateData();
+}
+
+void CTavrelEZ::WriteLearnString(const QVariant& learnString) {
+    Server().Utilities().WriteStateData(learnString);
+}
+
+QString CTavrelEZ::InstrumentModel() {
+    return Server().Utilities().InstrumentModel();
+}
+
+QString CTavrelEZ::InstrumentFirmwareVersion() {
+    return Server().Utilities().InstrumentFirmwareVersion();
 }

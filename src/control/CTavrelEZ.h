@@ -1,8 +1,9 @@
 #pragma once
 
+#include "automation/CEnums.h"
 #include "automation/WaveformTavrel.h"
-#include "control/CEnums.h"
-#include "control/TavrelError.h"
+#include "base/TavrelError.h"
+#include "setups/SetupInstrument.h"
 
 #include <QImage>
 #include <QObject>
@@ -39,7 +40,7 @@ TavrelError TavrelErrorFromIO(const CorvaneIOUtilsLib::IOError& error);
 // The connection to the instrument: holds the address in the automation server's form, opens the
 // server on Initialize (optionally resetting the instrument and checking its identity) and closes
 // it again. The control owns one and lends it to its setups.
-class CTavrelEZ : public QObject {
+class CTavrelEZ : public QObject, public SetupInstrument {
     Q_OBJECT
 public:
     explicit CTavrelEZ(QObject* parent = nullptr);
@@ -67,6 +68,12 @@ public:
     }
     // The automation server's main object; raises the connection error while nothing is open.
     BrumelTB::ScopeTavrel& Server();
+
+    // What the setups reach of the instrument, through the open server.
+    QVariant ReadLearnString() override;
+    void WriteLearnString(const QVariant& learnString) override;
+    QString InstrumentModel() override;
+    QString InstrumentFirmwareVersion() override;
 
     void ReadProperties(PropertyBag& bag);
     void WriteProperties(PropertyBag& bag) const;

@@ -1,16 +1,17 @@
 #include "control/TavrelScope.h"
 
-#include "control/CDebug.h"
+#include "base/CDebug.h"
+#include "base/Diagnostics.h"
+#include "base/Languages.h"
+#include "base/Localization.h"
+#include "base/MessageBoxSeam.h"
+#include "base/PropertyBag.h"
 #include "control/CTavrelEZ.h"
-#include "control/Diagnostics.h"
-#include "control/Languages.h"
-#include "control/Localization.h"
-#include "control/MessageBoxSeam.h"
 #include "control/PropertyPagesSeam.h"
-#include "hosting/PropertyBag.h"
-#include "hosting/PropertySteps.h"
+#include "base/PropertySteps.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
+#include "tavrel/Version.h"
 
 namespace {
 
@@ -305,12 +306,7 @@ void TavrelScope::ShowPropertyPages(int pages) {
 // Scope operations.
 
 namespace {
-// The build's version (CMake's PROJECT_VERSION), when the build passes it in.
-#ifdef TAVREL_VERSION
-const QString kVersion = QStringLiteral(TAVREL_VERSION);
-#else
-const QString kVersion = QStringLiteral("unknown");
-#endif
+const QString kVersion = QStringLiteral(TAVREL_VERSION_STRING);
 } // namespace
 
 BrumelTB::AcquisitionTavrel& TavrelScope::Acquisition() {

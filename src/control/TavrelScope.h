@@ -1,6 +1,6 @@
 #pragma once
 
-#include "control/CEnums.h"
+#include "automation/CEnums.h"
 #include "control/CTavrelEZ.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "setups/SetupsTavrelScope.h"
@@ -24,6 +24,30 @@ class IOManager;
 // shows its property pages.
 class TavrelScope : public QObject {
     Q_OBJECT
+    // The host-visible properties, reached by late-bound hosts through the meta-object. DESIGNABLE
+    // ones are what a property editor (and `tavrel doc set`) shows and sets.
+    Q_PROPERTY(QString Address READ Address WRITE SetAddress)
+    Q_PROPERTY(int CountryCode READ CountryCode WRITE SetCountryCode)
+    Q_PROPERTY(QString FontName READ FontName WRITE SetFontName)
+    Q_PROPERTY(int FontSize READ FontSize WRITE SetFontSize)
+    Q_PROPERTY(bool DebugEnabled READ DebugEnabled WRITE SetDebugEnabled)
+    Q_PROPERTY(bool DTROnly READ DTROnly WRITE SetDTROnly)
+    Q_PROPERTY(qint32 SupportMessageMode READ SupportMessageMode WRITE SetSupportMessageMode)
+    Q_PROPERTY(QString LastIOHandshakeAddress READ LastIOHandshakeAddress WRITE SetLastIOHandshakeAddress)
+    Q_PROPERTY(bool InitialSearchMode READ InitialSearchMode WRITE SetInitialSearchMode)
+    Q_PROPERTY(bool DontShowSetupIOConfigurationWarning READ DontShowSetupIOConfigurationWarning WRITE
+                   SetDontShowSetupIOConfigurationWarning)
+    Q_PROPERTY(int TXDelay READ TXDelay WRITE SetTXDelay)
+    Q_PROPERTY(bool ResetOnInitialize READ ResetOnInitialize WRITE SetResetOnInitialize)
+    Q_PROPERTY(bool CheckIDOnInitialize READ CheckIDOnInitialize WRITE SetCheckIDOnInitialize)
+    Q_PROPERTY(
+        QString AddressInstrumentID READ AddressInstrumentID WRITE SetAddressInstrumentID DESIGNABLE false)
+    Q_PROPERTY(QVariant SearchCriteria READ SearchCriteria WRITE SetSearchCriteria DESIGNABLE false)
+    Q_PROPERTY(QString HelpFile READ HelpFile DESIGNABLE false)
+    Q_PROPERTY(bool InstrumentConnected READ InstrumentConnected DESIGNABLE false)
+    Q_PROPERTY(QString ConnectionName READ ConnectionName DESIGNABLE false)
+    Q_PROPERTY(QString AutomationServerAddress READ AutomationServerAddress DESIGNABLE false)
+    Q_PROPERTY(QStringList PropertyPageList READ PropertyPageList DESIGNABLE false)
 public:
     explicit TavrelScope(QObject* parent = nullptr);
     ~TavrelScope() override;
@@ -68,8 +92,8 @@ public:
     QString HelpFile() const { return m_strHelpFile; }
 
     // The instrument session.
-    void Initialize();
-    void CloseConnection();
+    Q_INVOKABLE void Initialize();
+    Q_INVOKABLE void CloseConnection();
     bool InstrumentConnected() const;
     QString ConnectionName() const;
     int TXDelay() const;
@@ -84,7 +108,7 @@ public:
     SetupsTavrelScope& Setups() { return *m_setups; }
     const SetupsTavrelScope& Setups() const { return *m_setups; }
 
-    void ShowPropertyPages(int pages = Tavrel_ShowPropertyPage_Default);
+    Q_INVOKABLE void ShowPropertyPages(int pages = Tavrel_ShowPropertyPage_Default);
     // The registered page list (five positions; unused ones hold the empty text).
     QStringList PropertyPageList() const;
 
@@ -110,24 +134,25 @@ public:
     BrumelTB::TriggerTavrel& Trigger();
     BrumelTB::TraceTavrel& Trace();
     BrumelTB::UtilitiesTavrel& Utilities();
-    void AutoScale();
-    void Digitize();
-    void Run();
-    void SingleTrigger();
-    void StopTrigger();
+    Q_INVOKABLE void AutoScale();
+    Q_INVOKABLE void Digitize();
+    Q_INVOKABLE void Run();
+    Q_INVOKABLE void SingleTrigger();
+    Q_INVOKABLE void StopTrigger();
     // Reads one reply; without a format (an invalid variant) as text ("K").
     void Enter(QVariant& inputBuffer, const QVariant& format = QVariant());
-    void Output(const QVariant& outputBuffer);
+    Q_INVOKABLE void Output(const QVariant& outputBuffer);
     void ReadBytes(qint32& count, QByteArray& buffer);
     void WriteBytes(qint32 count, const QByteArray& buffer);
     void GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points, QVector<double>& time,
                          QVector<double>& data);
     void GetAllWaveformData(Tavrel_WaveformPoints points, QList<BrumelTB::ChannelWaveform>& data);
     void GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data);
-    QImage GetScreenImage(Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
-    void SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    Q_INVOKABLE QImage GetScreenImage(Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
+    Q_INVOKABLE void SaveScreenImage(const QString& fileName,
+                                     Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
     // Shows AboutText() through the message box seam.
-    void AboutBox();
+    Q_INVOKABLE void AboutBox();
     // Product name, description, version and copyright, one per line.
     static QString AboutText();
 

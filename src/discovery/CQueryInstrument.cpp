@@ -1,8 +1,8 @@
 #include "discovery/CQueryInstrument.h"
 
-#include "control/Diagnostics.h"
-#include "control/Localization.h"
-#include "control/MessageBoxSeam.h"
+#include "base/Diagnostics.h"
+#include "base/Localization.h"
+#include "base/MessageBoxSeam.h"
 #include "discovery/IdentificationMessage.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"

@@ -1,7 +1,7 @@
 #include "discovery/DiscoveryContext.h"
 
-#include "control/CDebug.h"
-#include "control/Localization.h"
+#include "base/CDebug.h"
+#include "base/Localization.h"
 
 CallerContext CallerContext::capture() {
     return {StringOffset(), ComponentDiagnostics()};

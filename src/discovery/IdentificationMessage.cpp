@@ -1,7 +1,7 @@
 #include "discovery/IdentificationMessage.h"
 
-#include "control/Diagnostics.h"
-#include "control/Localization.h"
+#include "base/Diagnostics.h"
+#include "base/Localization.h"
 #include "discovery/IdentificationResult.h"
 
 namespace {

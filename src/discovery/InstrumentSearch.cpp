@@ -1,7 +1,7 @@
 #include "discovery/InstrumentSearch.h"
 
-#include "control/Diagnostics.h"
-#include "control/TavrelError.h"
+#include "base/Diagnostics.h"
+#include "base/TavrelError.h"
 #include "discovery/DiscoveryContext.h"
 #include "discovery/PortProbe.h"
 #include "iolib/IOManager.h"

@@ -1,6 +1,6 @@
 #include "discovery/SearchResult.h"
 
-#include "control/Localization.h"
+#include "base/Localization.h"
 #include "discovery/IdentificationMessage.h"
 
 PortNotFound PortNotFoundMessage(const QString& port) {

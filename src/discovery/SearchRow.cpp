@@ -1,9 +1,9 @@
 #include "discovery/SearchRow.h"
 
-#include "control/Diagnostics.h"
-#include "control/Localization.h"
-#include "control/TavrelError.h"
-#include "control/TextUtil.h"
+#include "base/Diagnostics.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
+#include "base/TextUtil.h"
 #include "discovery/CQueryInstrument.h"
 #include "discovery/IdentificationMessage.h"
 
@@ -11,7 +11,6 @@ namespace {
 
 const QString kPageClass = QStringLiteral("TavrelPPSrchIO");
 const QString kModelWord = QStringLiteral("MODEL");
-
 
 } // namespace
 

@@ -1,7 +1,7 @@
 #include "hosting/HostDocument.h"
 
-#include "control/Localization.h"
-#include "control/TavrelError.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
 #include "hosting/FileReplacement.h"
 
 #include <QFile>

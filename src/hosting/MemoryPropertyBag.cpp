@@ -1,7 +1,7 @@
 #include "hosting/MemoryPropertyBag.h"
 
-#include "control/Localization.h"
-#include "control/TavrelError.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
 
 #include <limits>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/PropertyBag.h"
+#include "base/PropertyBag.h"
 
 #include <QHash>
 #include <QStringList>

@@ -1,6 +1,6 @@
 #include "ioconfig/CIOconfiguration.h"
 
-#include "control/Diagnostics.h"
+#include "base/Diagnostics.h"
 #include "iolib/IOUtilsEnums.h"
 
 using namespace CorvaneIOUtilsLib;

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QLatin1String>
+#include <QObject>
 #include <QString>
 #include <QVariant>
 #include <array>
@@ -17,6 +18,17 @@ class IOManager;
 // the active port and GPIB address, and the active address string built from them. The control
 // owns one; property pages edit a copy and hand it back with Copy.
 class CIOconfiguration {
+    Q_GADGET
+    // The active port's settings as a property editor (and `tavrel doc set`) sets them; the rest
+    // is shown only.
+    Q_PROPERTY(QString ActiveIOPort READ ActiveIOPort WRITE SetActiveIOPort)
+    Q_PROPERTY(int ActivePortGPIBAddress READ ActivePortGPIBAddress WRITE SetActivePortGPIBAddress)
+    Q_PROPERTY(int ActivePortBaudRate READ ActivePortBaudRate WRITE SetActivePortBaudRate)
+    Q_PROPERTY(int ActivePortHandshake READ ActivePortHandshake WRITE SetActivePortHandshake)
+    Q_PROPERTY(QString ActiveAddressString READ ActiveAddressString DESIGNABLE false)
+    Q_PROPERTY(QString ActiveAutomationServerAddress READ ActiveAutomationServerAddress DESIGNABLE false)
+    Q_PROPERTY(QString ActiveAddressInstrumentID READ ActiveAddressInstrumentID DESIGNABLE false)
+    Q_PROPERTY(bool IsGPIB READ IsGPIB DESIGNABLE false)
 public:
     static constexpr int kFirstGPIBPort = 0;
     static constexpr int kLastGPIBPort = 3;

@@ -2,7 +2,7 @@
 // port's parameters, and building the canonical string back from the fields.
 #include "ioconfig/CIOconfiguration.h"
 
-#include "control/Diagnostics.h"
+#include "base/Diagnostics.h"
 #include "iolib/IOUtilsEnums.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "ioconfig/CIOconfiguration.h"
 
-#include "control/Diagnostics.h"
-#include "control/TavrelError.h"
+#include "base/Diagnostics.h"
+#include "base/TavrelError.h"
 #include "iolib/IOManager.h"
 
 namespace {

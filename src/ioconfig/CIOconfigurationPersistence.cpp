@@ -1,9 +1,9 @@
 // The configuration in the host document's property store, and as one variant array for pages.
 #include "ioconfig/CIOconfiguration.h"
 
-#include "control/Diagnostics.h"
-#include "hosting/PropertyBag.h"
-#include "hosting/PropertySteps.h"
+#include "base/Diagnostics.h"
+#include "base/PropertyBag.h"
+#include "base/PropertySteps.h"
 #include "iolib/IOUtilsEnums.h"
 
 #include <QVariantList>

@@ -1,12 +1,11 @@
 #include "iolib/IOManager.h"
 
 #include "iolib/IOBackend.h"
+#include "iolib/IOBackendRegistry.h"
 #include "iolib/IOError.h"
 #include "iolib/backends/GpibBackend.h"
 #include "iolib/backends/LanBackend.h"
 #include "iolib/backends/SerialPortBackend.h"
-#include "iolib/backends/SimBackend.h"
-#include "sim/SimBench.h"
 
 #include <QRegularExpression>
 #include <stdexcept>
@@ -47,29 +46,22 @@ QRegularExpression globToRegex(const QString& pattern) {
 std::shared_ptr<IOManager> IOManager::create() {
     const QString io = qEnvironmentVariable("TAVREL_IO").trimmed();
     if (io.isEmpty()) return std::make_shared<IOManager>();
-    if (io == QStringLiteral("sim")) return std::make_shared<IOManager>(tavrelsim::SimBench::defaultBench());
-    if (io.startsWith(QStringLiteral("sim:"))) {
-        std::shared_ptr<tavrelsim::SimBench> bench;
-        try {
-            bench = tavrelsim::SimBench::fromFile(io.mid(4));
-        } catch (const std::exception& e) {
-            throw IOError(IOError::Io, QStringLiteral("TAVREL_IO: %1").arg(QString::fromUtf8(e.what())));
-        }
-        return std::make_shared<IOManager>(std::move(bench));
-    }
-    throw IOError(
-        IOError::Unsupported,
-        QStringLiteral("TAVREL_IO=\"%1\" is not understood: leave it unset, or use sim or sim:PATH").arg(io));
+    const qsizetype colon = io.indexOf(QLatin1Char(':'));
+    const QString name = colon < 0 ? io : io.left(colon);
+    if (const IOBackendRegistry::Factory factory = IOBackendRegistry::find(name))
+        return std::make_shared<IOManager>(factory(colon < 0 ? QString() : io.mid(colon + 1)), true);
+    if (name == QStringLiteral("sim"))
+        throw IOError(IOError::Unsupported,
+                      QStringLiteral("TAVREL_IO=\"%1\": this build has no simulated bench").arg(io));
+    throw IOError(IOError::Unsupported,
+                  QStringLiteral("TAVREL_IO=\"%1\" is not understood: leave it unset, or name one of this "
+                                 "build's I/O backends (%2)")
+                      .arg(io, IOBackendRegistry::names().join(QStringLiteral(", "))));
 }
 
 IOManager::IOManager() {
     m_backends.push_back(std::make_unique<GpibBackend>(GpibLibrary::load()));
     m_backends.push_back(std::make_unique<SerialPortBackend>(SerialPortBackend::devicesFromEnvironment()));
-    m_backends.push_back(std::make_unique<LanBackend>());
-}
-
-IOManager::IOManager(std::shared_ptr<tavrelsim::SimBench> bench) : m_simulated(true) {
-    m_backends.push_back(std::make_unique<SimBackend>(std::move(bench)));
     m_backends.push_back(std::make_unique<LanBackend>());
 }
 

@@ -6,10 +6,6 @@
 #include <memory>
 #include <vector>
 
-namespace tavrelsim {
-class SimBench;
-}
-
 namespace CorvaneIOUtilsLib {
 
 class IOBackend;
@@ -19,14 +15,13 @@ class IOBackend;
 class IOManager {
 public:
     // The backends the environment asks for: TAVREL_IO unset or empty for the computer's serial, GPIB
-    // and LAN ports; "sim" for the built-in simulated bench; "sim:PATH" for a bench file. Throws IOError
-    // when the bench file cannot be loaded or TAVREL_IO is not understood.
+    // and LAN ports; "NAME" or "NAME:ARGUMENT" for backends added to IOBackendRegistry ("sim" for the
+    // built-in simulated bench, "sim:PATH" for a bench file, when the simulator is linked in). Throws
+    // IOError when the backends refuse the argument or TAVREL_IO names none of the registered ones.
     static std::shared_ptr<IOManager> create();
 
     // The computer's ports: serial (TAVREL_COM_PORTS), GPIB (linux-gpib, TAVREL_GPIB_LIBRARY) and LAN.
     IOManager();
-    // A simulated bench in place of the computer's serial and GPIB ports; LAN sockets stay real.
-    explicit IOManager(std::shared_ptr<tavrelsim::SimBench> bench);
     // Any set of backends, tried in order.
     IOManager(std::vector<std::unique_ptr<IOBackend>> backends, bool simulated);
     ~IOManager();

@@ -1,7 +1,7 @@
 #include "setups/CSlateworkFile.h"
 
 #include "automation/UtilitiesTavrel.h"
-#include "control/TextUtil.h"
+#include "base/TextUtil.h"
 #include "setups/SetupFileChannel.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "control/Diagnostics.h"
-#include "control/Localization.h"
-#include "control/TavrelError.h"
+#include "base/Diagnostics.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
 
 #include <QByteArray>
 #include <QString>

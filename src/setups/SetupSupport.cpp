@@ -1,7 +1,7 @@
 #include "setups/SetupSupport.h"
 
-#include "control/Localization.h"
-#include "hosting/PropertyBag.h"
+#include "base/Localization.h"
+#include "base/PropertyBag.h"
 #include "setups/CSetupFile.h"
 #include "setups/CSlateworkFile.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "automation/ServerError.h"
-#include "control/Diagnostics.h"
-#include "control/TavrelError.h"
+#include "base/Diagnostics.h"
+#include "base/TavrelError.h"
 #include "iolib/IOError.h"
 
 #include <QString>

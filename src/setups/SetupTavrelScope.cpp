@@ -1,13 +1,12 @@
 #include "setups/SetupTavrelScope.h"
 
-#include "automation/ScopeTavrel.h"
 #include "automation/UtilitiesTavrel.h"
-#include "control/CTavrelEZ.h"
-#include "control/Diagnostics.h"
-#include "control/Localization.h"
-#include "control/TextUtil.h"
-#include "hosting/PropertyBag.h"
+#include "base/Diagnostics.h"
+#include "base/Localization.h"
+#include "base/PropertyBag.h"
+#include "base/TextUtil.h"
 #include "setups/CSetupFile.h"
+#include "setups/SetupInstrument.h"
 #include "setups/SetupSupport.h"
 #include "setups/SetupsTavrelScope.h"
 
@@ -20,11 +19,6 @@ const QString kClassName = QString::fromLatin1(kClass);
 
 bool isValidName(const QString& name) {
     return !name.isEmpty() && !name.contains(u' ') && !name.contains(u'|');
-}
-
-BrumelTB::UtilitiesTavrel& utilities(CTavrelEZ& session) {
-    // Fetched afresh for every call: the session may have been reopened in between.
-    return session.Server().Utilities();
 }
 
 QString tooLarge(qsizetype size) {
@@ -91,8 +85,8 @@ void SetupTavrelScope::Copy(const SetupTavrelScope* setupSource) {
     });
 }
 
-CTavrelEZ& SetupTavrelScope::session(const char* procedureName, const QString& conditionText) const {
-    CTavrelEZ* ez = m_setups ? m_setups->CTavrelEZPtr() : nullptr;
+SetupInstrument& SetupTavrelScope::session(const char* procedureName, const QString& conditionText) const {
+    SetupInstrument* ez = m_setups ? m_setups->CTavrelEZPtr() : nullptr;
     ReportAssertion(ez != nullptr, conditionText, kClassName, QString::fromLatin1(procedureName));
     if (!ez) throw ObjectNotSetError();
     return *ez;
@@ -100,9 +94,9 @@ CTavrelEZ& SetupTavrelScope::session(const char* procedureName, const QString& c
 
 void SetupTavrelScope::GetFromInstrument() {
     ReportedTransfer(kClass, "GetFromInstrument", [&] {
-        CTavrelEZ& ez =
+        SetupInstrument& ez =
             session("GetFromInstrument", QStringLiteral("(Not (m_setup.CTavrelEZPtr Is Nothing))"));
-        const QVariant learnString = utilities(ez).ReadStateData();
+        const QVariant learnString = ez.ReadLearnString();
         if (learnString.toByteArray().size() > BrumelTB::kMaxLearnStringBytes) {
             TavrelError error =
                 TransferError(kGetSetupTitle, ErrorNumber::InvalidPropertyValue, Localized(106));
@@ -111,10 +105,10 @@ void SetupTavrelScope::GetFromInstrument() {
             throw error;
         }
         m_vLearnString = learnString;
-        m_strModel = utilities(ez).InstrumentModel();
+        m_strModel = ez.InstrumentModel();
         ReportAssertion(!m_strModel.isEmpty(), QStringLiteral("(Len(m_strModel) > 0)"), kClassName,
                         QStringLiteral("GetFromInstrument"));
-        m_strVersion = utilities(ez).InstrumentFirmwareVersion();
+        m_strVersion = ez.InstrumentFirmwareVersion();
         ReportAssertion(!m_strVersion.isEmpty(), QStringLiteral("(Len(m_strVersion) > 0)"), kClassName,
                         QStringLiteral("GetFromInstrument"));
         m_setups->SetLastInstrumentSetup(m_strName);
@@ -156,14 +150,14 @@ void SetupTavrelScope::SaveToFile(const QString& fileName) const {
 
 void SetupTavrelScope::SendToInstrument() {
     ReportedTransfer(kClass, "SendToInstrument", [&] {
-        CTavrelEZ& ez =
+        SetupInstrument& ez =
             session("SendToInstrument", QStringLiteral("(Not (m_setups.CTavrelEZPtr Is Nothing))"));
-        const QString model = utilities(ez).InstrumentModel();
-        const QString version = utilities(ez).InstrumentFirmwareVersion();
+        const QString model = ez.InstrumentModel();
+        const QString version = ez.InstrumentFirmwareVersion();
         if (!IsLearnStringCompatible(model, version))
             throw TavrelError(ErrorNumber::SendRefused, Localized(kSendSetupTitle),
                               Localized(m_vLearnString.isValid() ? 691 : 692), kComponentHelpFile);
-        utilities(ez).WriteStateData(m_vLearnString);
+        ez.WriteLearnString(m_vLearnString);
         m_setups->SetLastInstrumentSetup(m_strName);
     });
 }

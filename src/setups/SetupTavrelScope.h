@@ -3,7 +3,7 @@
 #include <QString>
 #include <QVariant>
 
-class CTavrelEZ;
+class SetupInstrument;
 class PropertyBag;
 class SetupsTavrelScope;
 
@@ -58,7 +58,7 @@ public:
     static inline const QString kAnyVersion = QStringLiteral("X.XX.XX");
 
 private:
-    CTavrelEZ& session(const char* procedureName, const QString& conditionText) const;
+    SetupInstrument& session(const char* procedureName, const QString& conditionText) const;
 
     QString m_strComments;
     QString m_strName = QStringLiteral("Setup1");

@@ -1,8 +1,8 @@
 #include "setups/SetupsTavrelScope.h"
 
-#include "control/Diagnostics.h"
-#include "hosting/PropertyBag.h"
-#include "hosting/PropertySteps.h"
+#include "base/Diagnostics.h"
+#include "base/PropertyBag.h"
+#include "base/PropertySteps.h"
 #include "setups/SetupSupport.h"
 
 #include <QDir>
@@ -154,13 +154,13 @@ void SetupsTavrelScope::Copy(const SetupsTavrelScope* setupsSource) {
     });
 }
 
-CTavrelEZ* SetupsTavrelScope::CTavrelEZPtr() const {
+SetupInstrument* SetupsTavrelScope::CTavrelEZPtr() const {
     ReportAssertion(m_ctavrelez != nullptr, QStringLiteral("(Not (m_ctavrelez Is Nothing))"), kClassName,
                     QStringLiteral("Get CTavrelEZPtr"));
     return m_ctavrelez;
 }
 
-void SetupsTavrelScope::SetCTavrelEZPtr(CTavrelEZ* session) {
+void SetupsTavrelScope::SetCTavrelEZPtr(SetupInstrument* session) {
     m_ctavrelez = session;
     ReportAssertion(m_ctavrelez != nullptr, QStringLiteral("(Not (m_ctavrelez Is Nothing))"), kClassName,
                     QStringLiteral("Let CTavrelEZPtr"));

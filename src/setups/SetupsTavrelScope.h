@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-class CTavrelEZ;
+class SetupInstrument;
 class PropertyBag;
 
 // The control's setups, keyed by name in the order of adding (keys compare without regard to
@@ -81,9 +81,9 @@ public:
     // Takes the source's settings and copies of its setups in place of this one's; not its session.
     void Copy(const SetupsTavrelScope* setupsSource);
 
-    CTavrelEZ* CTavrelEZPtr() const;
+    SetupInstrument* CTavrelEZPtr() const;
     // Stores the session and parents every setup here again.
-    void SetCTavrelEZPtr(CTavrelEZ* session);
+    void SetCTavrelEZPtr(SetupInstrument* session);
     QString InitialDirectory() const { return m_strInitialDirectory; }
     void SetInitialDirectory(const QString& directory) { m_strInitialDirectory = directory; }
     bool GetLearnStringOnAdd() const { return m_bGetLearnStringOnAdd; }
@@ -99,7 +99,7 @@ private:
     Entries m_entries;
     // The keys, case-folded: a name is looked for only when it is there, and Add needs no walk.
     QSet<QString> m_keys;
-    CTavrelEZ* m_ctavrelez = nullptr;
+    SetupInstrument* m_ctavrelez = nullptr;
     QString m_strInitialDirectory;
     bool m_bGetLearnStringOnAdd = true;
     QString m_strLastInstrumentSetup;

@@ -5,6 +5,7 @@
 #include "iolib/RawTransport.h"
 #include "iolib/TransportSession.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 
 #include <QStringList>
 #include <functional>
@@ -14,7 +15,7 @@
 inline const QString kSimScope = QStringLiteral("GPIB0::7::INSTR");
 
 inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> simManager() {
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(tavrelsim::SimBench::defaultBench());
+    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::defaultBench());
 }
 
 // An instrument played by a script: every line written is recorded and handed to answer, whose

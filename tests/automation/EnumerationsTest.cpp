@@ -1,4 +1,4 @@
-#include "control/CEnums.h"
+#include "automation/CEnums.h"
 
 #include <gtest/gtest.h>
 #include <initializer_list>

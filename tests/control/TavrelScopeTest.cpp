@@ -1,8 +1,8 @@
 #include "control/TavrelScope.h"
-#include "control/CDebug.h"
-#include "control/Localization.h"
+#include "base/CDebug.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
 #include "control/PropertyPagesSeam.h"
-#include "control/TavrelError.h"
 #include "hosting/MemoryPropertyBag.h"
 #include "support/Errors.h"
 

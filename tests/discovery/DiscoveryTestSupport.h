@@ -1,11 +1,12 @@
 #pragma once
 
-#include "control/Localization.h"
-#include "control/TavrelError.h"
+#include "base/Localization.h"
+#include "base/TavrelError.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOManager.h"
 #include "iolib/IOUtilsEnums.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 #include "support/DiagnosticsCapture.h"
 #include "support/Errors.h"
 
@@ -18,11 +19,11 @@
 namespace discoverytest {
 
 inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> DefaultBench() {
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(tavrelsim::SimBench::defaultBench());
+    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::defaultBench());
 }
 
 inline std::shared_ptr<CorvaneIOUtilsLib::IOManager> Bench(const char* json) {
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(
+    return tavrelsim::simulatedIOManager(
         tavrelsim::SimBench::fromJson(QByteArray(json), QStringLiteral("test bench")));
 }
 

@@ -1,5 +1,5 @@
 #include "DiscoveryTestSupport.h"
-#include "control/MessageBoxSeam.h"
+#include "base/MessageBoxSeam.h"
 #include "discovery/CQueryInstrument.h"
 #include "discovery/IdentificationMessage.h"
 #include "iolib/IOError.h"

@@ -1,5 +1,5 @@
 #include "hosting/HostDocument.h"
-#include "control/TavrelError.h"
+#include "base/TavrelError.h"
 #include "support/Errors.h"
 
 #include <QDir>

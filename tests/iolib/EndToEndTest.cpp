@@ -5,6 +5,7 @@
 #include "iolib/IOTrace.h"
 #include "iolib/SerialSession.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 
 #include <QTcpServer>
 #include <QThread>
@@ -33,7 +34,8 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(sim) << "tavrel-sim did not get ready";
         manager = GetParam() == InProcess
-                      ? std::make_unique<IOManager>(tavrelsim::SimBench::fromFile(benchFile()))
+                      ? std::make_unique<IOManager>(
+                            tavrelsim::benchBackends(tavrelsim::SimBench::fromFile(benchFile())), true)
                       : std::make_unique<IOManager>();
     }
     // The address of a bench resource through this backend; empty where it cannot be reached.
@@ -165,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Backends, EndToEnd,
 // The simulated serial instrument hears only a host whose line matches its own (COM1 9600 8N1, COM2 2400
 // 7E2 with DTR/DSR): each is opened one setting off, then put right.
 TEST(InProcessSerial, TheLineMustMatchTheInstrument) {
-    IOManager manager(tavrelsim::SimBench::fromFile(benchFile()));
+    IOManager manager(tavrelsim::benchBackends(tavrelsim::SimBench::fromFile(benchFile())), true);
     const std::pair<QString, std::function<void(SerialSession&)>> cases[] = {
         {u"COM1::Baud=19200"_s, [](SerialSession& s) { s.SetBaudRate(9600); }},
         {u"COM2::Baud=2400,Parity=ODD,Size=7,Stop=2,Handshake=DTR_DSR"_s,

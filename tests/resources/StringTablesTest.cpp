@@ -1,4 +1,4 @@
-#include "control/Localization.h"
+#include "base/Localization.h"
 
 #include <QDir>
 #include <QFile>

@@ -3,6 +3,7 @@
 #include "hosting/MemoryPropertyBag.h"
 #include "iolib/IOManager.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 #include "support/DiagnosticsCapture.h"
 #include "support/Errors.h"
 
@@ -11,7 +12,7 @@
 namespace {
 
 std::shared_ptr<CorvaneIOUtilsLib::IOManager> defaultBench() {
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(tavrelsim::SimBench::defaultBench());
+    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::defaultBench());
 }
 
 struct Session {

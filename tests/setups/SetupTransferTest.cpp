@@ -8,6 +8,7 @@
 #include "setups/SetupSupport.h"
 #include "setups/SetupsTavrelScope.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimBackend.h"
 #include "support/DiagnosticsCapture.h"
 
 #include <QTemporaryDir>
@@ -24,8 +25,7 @@ Manager bench(const QByteArray& faults = {}) {
     QByteArray json = tavrelsim::SimBench::defaultBenchJson();
     if (!faults.isEmpty())
         json.replace(R"("firmware": "A.01.02"})", R"("firmware": "A.01.02", "faults": )" + faults + "}");
-    return std::make_shared<CorvaneIOUtilsLib::IOManager>(
-        tavrelsim::SimBench::fromJson(json, QStringLiteral("test")));
+    return tavrelsim::simulatedIOManager(tavrelsim::SimBench::fromJson(json, QStringLiteral("test")));
 }
 
 // A control connected to an address of a bench, and a second connection beside it as another

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "control/CDebug.h"
+#include "base/CDebug.h"
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "control/TavrelError.h"
+#include "base/TavrelError.h"
 
 #include <optional>
 

@@ -1,7 +1,7 @@
-#include "control/CDebug.h"
+#include "base/CDebug.h"
 
-#include "control/MessageBoxSeam.h"
-#include "hosting/PropertyBag.h"
+#include "base/MessageBoxSeam.h"
+#include "base/PropertyBag.h"
 
 #include <QDir>
 #include <QLocale>

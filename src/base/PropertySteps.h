@@ -1,8 +1,8 @@
 #pragma once
 
-#include "control/Diagnostics.h"
-#include "control/TavrelError.h"
-#include "hosting/PropertyBag.h"
+#include "base/Diagnostics.h"
+#include "base/PropertyBag.h"
+#include "base/TavrelError.h"
 
 #include <optional>
 #include <utility>

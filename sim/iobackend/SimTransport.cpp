@@ -1,4 +1,4 @@
-#include "iolib/backends/SimTransport.h"
+#include "sim/iobackend/SimTransport.h"
 
 #include "iolib/IOError.h"
 #include "sim/SimEndpoint.h"

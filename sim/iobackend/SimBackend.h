@@ -1,8 +1,10 @@
 #pragma once
 
 #include "iolib/IOBackend.h"
+#include "iolib/IOManager.h"
 
 #include <mutex>
+#include <vector>
 
 namespace tavrelsim {
 class SimBench;
@@ -27,3 +29,13 @@ private:
 };
 
 } // namespace CorvaneIOUtilsLib
+
+namespace tavrelsim {
+
+// An I/O manager on a simulated bench: its GPIB boards and COM ports in place of the computer's;
+// LAN sockets stay real. TAVREL_IO=sim (the default bench) and sim:PATH (a bench file) make the same.
+std::shared_ptr<CorvaneIOUtilsLib::IOManager> simulatedIOManager(std::shared_ptr<SimBench> bench);
+// The backends of such a manager.
+std::vector<std::unique_ptr<CorvaneIOUtilsLib::IOBackend>> benchBackends(std::shared_ptr<SimBench> bench);
+
+} // namespace tavrelsim

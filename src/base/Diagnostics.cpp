@@ -1,4 +1,4 @@
-#include "control/Diagnostics.h"
+#include "base/Diagnostics.h"
 
 void ReportAssertion(bool condition, const QString& conditionText, const QString& className,
                      const QString& procedureName, const QString& location) {

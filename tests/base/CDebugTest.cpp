@@ -1,5 +1,5 @@
-#include "control/CDebug.h"
-#include "control/MessageBoxSeam.h"
+#include "base/CDebug.h"
+#include "base/MessageBoxSeam.h"
 
 #include <QFile>
 #include <QFileInfo>

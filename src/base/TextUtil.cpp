@@ -1,4 +1,4 @@
-#include "control/TextUtil.h"
+#include "base/TextUtil.h"
 
 QString TrimBlanks(const QString& text) {
     qsizetype first = 0;

@@ -1,10 +1,12 @@
-#include "iolib/backends/SimBackend.h"
+#include "sim/iobackend/SimBackend.h"
 
+#include "iolib/IOBackendRegistry.h"
 #include "iolib/IOError.h"
 #include "iolib/SerialLineSession.h"
 #include "iolib/TransportSession.h"
-#include "iolib/backends/SimTransport.h"
+#include "iolib/backends/LanBackend.h"
 #include "sim/SimBench.h"
+#include "sim/iobackend/SimTransport.h"
 
 namespace CorvaneIOUtilsLib {
 
@@ -53,3 +55,37 @@ std::unique_ptr<IOSession> SimBackend::open(const ResourceAddress& address) {
 }
 
 } // namespace CorvaneIOUtilsLib
+
+namespace tavrelsim {
+
+std::vector<std::unique_ptr<CorvaneIOUtilsLib::IOBackend>> benchBackends(std::shared_ptr<SimBench> bench) {
+    std::vector<std::unique_ptr<CorvaneIOUtilsLib::IOBackend>> backends;
+    backends.push_back(std::make_unique<CorvaneIOUtilsLib::SimBackend>(std::move(bench)));
+    backends.push_back(std::make_unique<CorvaneIOUtilsLib::LanBackend>());
+    return backends;
+}
+
+namespace {
+
+// Linking this library in is what makes TAVREL_IO=sim work.
+[[maybe_unused]] const bool registered =
+    CorvaneIOUtilsLib::IOBackendRegistry::add(QStringLiteral("sim"), [](const QString& path) {
+        if (path.isNull()) return benchBackends(SimBench::defaultBench());
+        std::shared_ptr<SimBench> bench;
+        try {
+            bench = SimBench::fromFile(path);
+        } catch (const std::exception& e) {
+            throw CorvaneIOUtilsLib::IOError(
+                CorvaneIOUtilsLib::IOError::Io,
+                QStringLiteral("TAVREL_IO: %1").arg(QString::fromUtf8(e.what())));
+        }
+        return benchBackends(std::move(bench));
+    });
+
+} // namespace
+
+std::shared_ptr<CorvaneIOUtilsLib::IOManager> simulatedIOManager(std::shared_ptr<SimBench> bench) {
+    return std::make_shared<CorvaneIOUtilsLib::IOManager>(benchBackends(std::move(bench)), true);
+}
+
+} // namespace tavrelsim

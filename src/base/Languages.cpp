@@ -1,4 +1,4 @@
-#include "control/Languages.h"
+#include "base/Languages.h"
 
 const QList<LanguageInfo>& Languages() {
     static const QList<LanguageInfo> languages = {

@@ -1,4 +1,4 @@
-#include "control/MessageBoxSeam.h"
+#include "base/MessageBoxSeam.h"
 
 #include <mutex>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "control/CDebug.h"
-#include "control/TavrelError.h"
+#include "base/CDebug.h"
+#include "base/TavrelError.h"
 
 #include <exception>
 #include <utility>

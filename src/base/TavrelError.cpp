@@ -1,6 +1,6 @@
-#include "control/TavrelError.h"
+#include "base/TavrelError.h"
 
-#include "control/Localization.h"
+#include "base/Localization.h"
 
 TavrelError::TavrelError(qint32 number, QString source, QString description, QString helpFile,
                          qint32 helpContext)

@@ -1,6 +1,6 @@
-#include "control/Localization.h"
+#include "base/Localization.h"
 
-#include "control/Languages.h"
+#include "base/Languages.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -10,11 +10,12 @@
 #include <QSaveFile>
 #include <clocale>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <locale.h>
 #include <mutex>
 
-#ifndef TAVREL_DEFAULT_DATA_DIR
-#define TAVREL_DEFAULT_DATA_DIR ""
+#ifndef TAVREL_DATA_FROM_LIBRARY
+#define TAVREL_DATA_FROM_LIBRARY "../share/tavrel"
 #endif
 
 namespace {
@@ -133,12 +134,22 @@ QString ComponentFolder() {
     }
     const QString fromEnvironment = qEnvironmentVariable("TAVREL_DATA_DIR");
     if (!fromEnvironment.isEmpty()) return fromEnvironment;
+    // Where this library is, installed or in the build tree: both keep the data folder at the same
+    // place relative to it, and no build path is baked in.
+    QString besideLibrary;
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&ComponentFolder), &info) != 0 && info.dli_fname) {
+        besideLibrary = QDir::cleanPath(QFileInfo(QFile::decodeName(info.dli_fname))
+                                            .absoluteDir()
+                                            .absoluteFilePath(QStringLiteral(TAVREL_DATA_FROM_LIBRARY)));
+        if (QFileInfo(besideLibrary).isDir()) return besideLibrary;
+    }
     if (QCoreApplication::instance()) {
         const QString besideBinaries =
             QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(QStringLiteral("../share/tavrel"));
         if (QFileInfo(besideBinaries).isDir()) return QDir::cleanPath(besideBinaries);
     }
-    return QStringLiteral(TAVREL_DEFAULT_DATA_DIR);
+    return besideLibrary;
 }
 
 void SetComponentFolder(const QString& folder) {
