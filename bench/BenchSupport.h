@@ -124,11 +124,14 @@ inline QString percent(double ratio) {
 struct QueryRates {
     double ours = 0;
     double pyvisa = 0;
-    double floor = 0; // a plain socket; 0 where there is none (the terminal)
+    double floor = 0; // a plain socket or terminal
 };
 struct Latency {
     QueryRates idnTcp, freqTcp, idnPty, freqPty;
 };
-Latency measureLatency(const SimPorts& ports, int rounds);
+// Asked of whatever answers on the TCP port and the terminal.
+Latency measureLatency(int tcpPort, const QString& pty, int rounds);
+// Asked of a bare responder that answers at once with the simulator's replies.
+Latency measureBareLatency(int simTcpPort, int rounds);
 
 } // namespace bench
