@@ -58,8 +58,7 @@ int main(int argc, char** argv) {
         const double sequential = searchSeconds(json, false, rowsSequential);
         const double concurrent = searchSeconds(json, true, rowsConcurrent);
         if (rowsSequential != rowsConcurrent) {
-            std::fprintf(stderr, "the two searches found different rows (%d, %d)\n", rowsSequential,
-                         rowsConcurrent);
+            std::fprintf(stderr, "the two searches found different rows (%d, %d)\n", rowsSequential, rowsConcurrent);
             return 1;
         }
         std::printf("| %d | %d | %.3f | %.3f | %.2f |\n", silent, rowsConcurrent, sequential, concurrent,
