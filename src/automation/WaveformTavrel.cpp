@@ -23,6 +23,10 @@ namespace {
 const QString kSelect =
     QStringLiteral(":WAVeform:SOURce %1;FORMat WORD;BYTeorder LSBFirst;POINts %2;PREamble?");
 const QString kData = QStringLiteral(":WAVeform:DATA?\n");
+// Codes need no preamble to land where they belong: the data is asked for first and the preamble after
+// it in the same message, and the whole read is one round trip.
+const QString kSelectDataFirst =
+    QStringLiteral(":WAVeform:SOURce %1;FORMat WORD;BYTeorder LSBFirst;POINts %2;DATA?;PREamble?\n");
 const QString kLogicSource = QStringLiteral("LOGic");
 const QString kDisplayedQuery = QStringLiteral(":CHANnel%1:DISPlay?");
 constexpr int kWordBytes = 2;
@@ -34,12 +38,8 @@ constexpr int kTrailerWaitMs = 100;
 // More than any Tavrel record holds; a preamble announcing more is corrupt, not a reason to allocate.
 constexpr qint64 kMaxPoints = 64 * 1000 * 1000;
 
-// The data block that answers ":WAVeform:DATA?", read in slices and handed to sink(first sample,
-// bytes, sample count) as each arrives, so that converting overlaps the transfer; or, given direct,
-// read whole into it with no sink. The block must hold exactly samples WORD codes; an empty block is
-// left to the caller (the source had no data).
-template <typename Sink>
-qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sink, char* direct = nullptr) {
+// The length a definite-length block header announces; the header is consumed.
+qint64 readBlockLength(CorvaneIOUtilsLib::IOSession& io) {
     const QByteArray start = io.ReadBytes(2);
     if (start.at(0) != '#' || start.at(1) < '1' || start.at(1) > '9') {
         io.Clear();
@@ -56,14 +56,20 @@ qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sin
         throw ServerError(
             QStringLiteral("bad waveform block length \"%1\"").arg(QString::fromLatin1(digits)));
     }
+    return length;
+}
+
+// The data block that answers ":WAVeform:DATA?", read in slices and handed to sink(first sample,
+// bytes, sample count) as each arrives, so that converting overlaps the transfer. The block must
+// hold exactly samples WORD codes; an empty block is left to the caller (the source had no data).
+template <typename Sink> qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sink) {
+    const qint64 length = readBlockLength(io);
     // A block of another size is read all the same, so that the session stays in step. Each slice
     // lands in one buffer straight from the bus and is converted while it is still in the cache.
     const bool fits = length == 0 || length == samples * kWordBytes;
-    const bool whole = fits && direct != nullptr;
-    if (whole && length > 0) io.ReadBytesInto(direct, static_cast<qsizetype>(length));
     const auto slice = std::make_unique_for_overwrite<char[]>(
-        static_cast<size_t>(whole ? 1 : std::clamp<qint64>(length, 1, kSliceBytes)));
-    for (qint64 done = whole ? length : 0; done < length;) {
+        static_cast<size_t>(std::clamp<qint64>(length, 1, kSliceBytes)));
+    for (qint64 done = 0; done < length;) {
         const qsizetype count = static_cast<qsizetype>(std::min<qint64>(kSliceBytes, length - done));
         io.ReadBytesInto(slice.get(), count);
         if (fits) sink(done / kWordBytes, reinterpret_cast<const uchar*>(slice.get()), count / kWordBytes);
@@ -225,29 +231,56 @@ void WaveformTavrel::GetWaveformSamples(Tavrel_AnalogChannels channel, Tavrel_Wa
                                         WaveformSamples::Kind kind, WaveformSamples& samples) {
     if (kind != WaveformSamples::Codes && kind != WaveformSamples::Volts)
         throw ServerError(QStringLiteral("there is no sample kind %1").arg(static_cast<int>(kind)));
-    const WaveformPreamble preamble = selectWordSource(SourceTable().Mnemonic(channel), points);
     samples.kind = kind;
-    samples.preamble = preamble;
-    qint64 length = 0;
     if (kind == WaveformSamples::Codes) {
         samples.volts.clear();
-        // Little-endian codes are what a little-endian host keeps: the block lands in the buffer as is.
-        quint16* codes = outputArray(samples.codes, preamble.points);
-        length = receiveWords(
-            m_scope.IO(), preamble.points, [](qsizetype, const uchar*, qsizetype) {},
-            reinterpret_cast<char*>(codes));
-        if constexpr (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
-            for (quint16& code : samples.codes)
-                code = qFromLittleEndian(code);
-    } else {
-        samples.codes.clear();
-        float* volts = outputArray(samples.volts, preamble.points);
-        length = receiveWords(m_scope.IO(), preamble.points,
-                              [&](qsizetype first, const uchar* bytes, qsizetype count) {
-                                  ConvertWordsToFloatVolts(preamble, bytes, count, volts + first);
-                              });
+        readCodes(SourceTable().Mnemonic(channel), points, samples);
+        return;
     }
+    const WaveformPreamble preamble = selectWordSource(SourceTable().Mnemonic(channel), points);
+    samples.preamble = preamble;
+    samples.codes.clear();
+    float* volts = outputArray(samples.volts, preamble.points);
+    const qint64 length = receiveWords(m_scope.IO(), preamble.points,
+                                       [&](qsizetype first, const uchar* bytes, qsizetype count) {
+                                           ConvertWordsToFloatVolts(preamble, bytes, count, volts + first);
+                                       });
     if (length == 0) noData();
+}
+
+void WaveformTavrel::readCodes(const QString& source, Tavrel_WaveformPoints points,
+                               WaveformSamples& samples) {
+    CorvaneIOUtilsLib::IOSession& io = m_scope.IO();
+    io.WriteString(kSelectDataFirst.arg(source, PointsTable().Mnemonic(points)));
+    qint64 length = 0;
+    try {
+        length = readBlockLength(io);
+    } catch (const CorvaneIOUtilsLib::IOError& e) {
+        // A refused command voids the rest of the message, the data included; the queue says why.
+        if (e.kind() == CorvaneIOUtilsLib::IOError::Timeout) m_scope.CheckInstrumentErrors();
+        throw;
+    }
+    if (length % kWordBytes != 0 || length > kMaxPoints * kWordBytes) {
+        io.Clear();
+        throw ServerError(
+            QStringLiteral("the instrument announces a waveform block of %1 bytes").arg(length));
+    }
+    // Little-endian codes are what a little-endian host keeps: the block lands in the buffer as is.
+    quint16* codes = outputArray(samples.codes, length / kWordBytes);
+    if (length > 0) io.ReadBytesInto(reinterpret_cast<char*>(codes), static_cast<qsizetype>(length));
+    if constexpr (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
+        for (quint16& code : samples.codes)
+            code = qFromLittleEndian(code);
+    if (io.ReadBytes(1) != ";") {
+        io.Clear();
+        throw ServerError(QStringLiteral("the waveform block is not followed by its preamble"));
+    }
+    samples.preamble = WaveformPreamble::Parse(io.ReadString());
+    if (length == 0) noData();
+    if (samples.preamble.format != WaveformPreamble::Word || samples.preamble.points * kWordBytes != length)
+        throw ServerError(QStringLiteral("the instrument sent %1 bytes for a waveform of %2 WORD samples")
+                              .arg(length)
+                              .arg(samples.preamble.points));
 }
 
 QList<ChannelWaveform> WaveformTavrel::GetAllWaveformData(Tavrel_WaveformPoints points) {

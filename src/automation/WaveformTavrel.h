@@ -66,6 +66,8 @@ private:
     // Selects the source with WORD codes, reads its preamble and asks for the data.
     WaveformPreamble selectWordSource(const QString& source, Tavrel_WaveformPoints points);
     [[noreturn]] void noData();
+    // The codes and then the preamble, asked for in one message.
+    void readCodes(const QString& source, Tavrel_WaveformPoints points, WaveformSamples& samples);
 
     ScopeTavrel& m_scope;
     SpareArrays<double> m_spare;

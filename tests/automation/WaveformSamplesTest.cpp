@@ -45,10 +45,15 @@ struct ScriptedScope {
         scope.Open(QStringLiteral("GPIB0::1::INSTR"));
     }
     std::shared_ptr<QStringList> written = std::make_shared<QStringList>();
-    QMap<int, QByteArray> blocks;
+    QMap<int, QByteArray> blocks; // the whole reply, for codes the block and the preamble
+    QByteArray error = "0,\"No error\"";
     int transfers = 0;
     ScopeTavrel scope{scriptedManager(
         [this](const QByteArray& line) -> QByteArray {
+            if (line.endsWith("DATA?;PREamble?")) { // the block, then the preamble
+                const int n = ++transfers;
+                return blocks.value(n, blockOf(n).chopped(1) + ';' + kPreamble);
+            }
             if (line.endsWith("PREamble?")) return kPreamble;
             if (line == ":WAVeform:DATA?") {
                 const int n = ++transfers;
@@ -56,7 +61,7 @@ struct ScriptedScope {
             }
             if (line.startsWith(":CHANnel1:DISPlay?")) return "1;0;1;0\n";
             if (line == "*IDN?") return "CORVANE TECHNOLOGIES,TV100A,1,A.01.02\n";
-            return line == ":SYSTem:ERRor?" ? QByteArray("0,\"No error\"\n") : QByteArray();
+            return line == ":SYSTem:ERRor?" ? error + '\n' : QByteArray();
         },
         written)};
 };
@@ -79,9 +84,9 @@ TEST(WaveformSamples, CodesAndVoltsFollowThePreamble) {
     ScriptedScope s;
     WaveformSamples samples;
     s.scope.GetWaveformSamples(Tavrel_Channel_2, Tavrel_DataPoints_ALL, WaveformSamples::Codes, samples);
-    EXPECT_EQ(*s.written, (QStringList{QStringLiteral(":WAVeform:SOURce CHANnel2;FORMat WORD;BYTeorder "
-                                                      "LSBFirst;POINts MAXimum;PREamble?"),
-                                       QStringLiteral(":WAVeform:DATA?")}));
+    EXPECT_EQ(*s.written, QStringList{QStringLiteral(":WAVeform:SOURce CHANnel2;FORMat WORD;BYTeorder "
+                                                     "LSBFirst;POINts MAXimum;DATA?;PREamble?")})
+        << "one round trip";
     ASSERT_EQ(samples.codes.size(), kPoints);
     EXPECT_TRUE(samples.volts.isEmpty());
     EXPECT_EQ(samples.preamble.points, kPoints);
@@ -122,25 +127,47 @@ TEST(WaveformSamples, CodesAndVoltsFollowThePreamble) {
     }
 }
 
-// Faults while reading samples: each leaves a clear error and the session in step for the next reply.
+// Faults while reading samples: each gives a clear error and leaves the session in step.
 TEST(WaveformSamples, RefusesABadTransferAndStaysInStep) {
+    const QByteArray preamble = ';' + kPreamble;
     const struct {
         const char* name;
-        QByteArray block;
         WaveformSamples::Kind kind;
+        QByteArray reply;
+        QByteArray error = "0,\"No error\"";
+        bool ioError = false;
     } cases[] = {
-        {"short block, codes", blockOf(1, kPoints - 1), WaveformSamples::Codes},
-        {"long block, volts", blockOf(1, kPoints + 1), WaveformSamples::Volts},
-        {"empty block", "#10\n", WaveformSamples::Codes},
-        {"no block", "9.9E+37\n", WaveformSamples::Volts},
-        {"no such kind", blockOf(1), WaveformSamples::Kind(7)},
+        {"codes: fewer than announced", WaveformSamples::Codes,
+         blockOf(1, kPoints - 1).chopped(1) + preamble},
+        {"codes: an odd byte count", WaveformSamples::Codes, "#13abc" + preamble},
+        {"codes: a block too large to hold", WaveformSamples::Codes, "#9999999999" + preamble},
+        {"codes: no preamble after the block", WaveformSamples::Codes, blockOf(1)},
+        {"codes: no block", WaveformSamples::Codes, "9.9E+37" + preamble},
+        {"codes: an empty block", WaveformSamples::Codes, "#10;1,0,0,1,1,0,0,1,0,0\n",
+         "-230,\"Data corrupt or stale\""},
+        {"codes: a refused command", WaveformSamples::Codes, "", "-113,\"Undefined header\""},
+        {"codes: silence", WaveformSamples::Codes, "", "0,\"No error\"", true},
+        {"volts: more than announced", WaveformSamples::Volts, blockOf(1, kPoints + 1)},
+        {"volts: no block", WaveformSamples::Volts, "9.9E+37\n"},
+        {"no such kind", WaveformSamples::Kind(7), blockOf(1)},
     };
     for (const auto& c : cases) {
-        ScriptedScope s({{1, c.block}});
+        ScriptedScope s({{1, c.reply}});
+        s.error = c.error;
+        s.written->clear();
         WaveformSamples samples;
-        EXPECT_THROW(s.scope.GetWaveformSamples(Tavrel_Channel_1, Tavrel_DataPoints_ALL, c.kind, samples),
-                     ServerError)
-            << c.name;
+        try {
+            s.scope.GetWaveformSamples(Tavrel_Channel_1, Tavrel_DataPoints_ALL, c.kind, samples);
+            ADD_FAILURE() << c.name << " accepted";
+        } catch (const ServerError& e) {
+            EXPECT_FALSE(c.ioError) << c.name << ": " << e.what();
+            EXPECT_EQ(e.message().contains(QString::fromLatin1(c.error.left(4))), c.error[0] == '-')
+                << c.name << ": " << e.what();
+        } catch (const CorvaneIOUtilsLib::IOError& e) {
+            EXPECT_TRUE(c.ioError) << c.name << ": " << e.what();
+        }
+        EXPECT_EQ(s.written->isEmpty(), c.kind == WaveformSamples::Kind(7)) << c.name;
+        s.error = "0,\"No error\"";
         EXPECT_TRUE(s.scope.IsCompatible()) << c.name;
     }
 }
