@@ -24,18 +24,19 @@ namespace bench {
 
 namespace {
 
-constexpr int kTcpQueries = 400;
-constexpr int kPtyQueries = 200;
+constexpr int kTcpQueries = 200;
+constexpr int kPtyQueries = 100;
 const char* const kQueries[] = {"*IDN?", ":MEASure:FREQuency?"};
 
-// The median over rounds of count queries, in queries a second.
-template <typename Ask> double rate(int rounds, int count, Ask&& ask) {
-    ask(); // the first answer may cost a measurement the later ones find done
-    const Timing t = timeEach(rounds, [&] {
-        for (int i = 0; i < count; ++i)
-            ask();
-    });
-    return count / t.median;
+// One round: the seconds count queries take, after one that is not counted (the first answer may
+// cost a measurement the later ones find done).
+template <typename Ask> double round(int count, Ask&& ask) {
+    ask();
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < count; ++i)
+        ask();
+    return double(timer.nsecsElapsed()) / 1e9;
 }
 
 // Writes the query with its line end on fd and reads until the reply's.
@@ -170,35 +171,37 @@ QMap<QByteArray, QByteArray> simReplies(int tcpPort) {
 }
 
 Latency measureLatency(int tcpPort, const QString& pty, int rounds) {
+    // The clients take turns round by round on each line, so that the rest of the machine weighs on
+    // them alike.
+    std::vector<double> ours[2][2], floors[2][2]; // [tcp][query]
+    for (int r = 0; r < rounds; ++r)
+        for (bool tcp : {true, false}) {
+            const int count = tcp ? kTcpQueries : kPtyQueries;
+            {
+                // The terminal is COM1; the port's default settings are the simulated instrument's.
+                if (!tcp) qputenv("TAVREL_COM_PORTS", "COM1=" + pty.toLocal8Bit());
+                CorvaneIOUtilsLib::IOManager manager;
+                auto session = manager.Open(tcp ? lanAddress(tcpPort) : QStringLiteral("COM1"));
+                qunsetenv("TAVREL_COM_PORTS");
+                for (int q = 0; q < 2; ++q) {
+                    const QString command = QString::fromLatin1(kQueries[q]) + QLatin1Char('\n');
+                    ours[tcp][q].push_back(round(count, [&] { session->Query(command); }));
+                }
+            }
+            const int fd = tcp ? connectTcp(tcpPort) : openTerminal(pty);
+            for (int q = 0; q < 2; ++q) {
+                const QByteArray query = QByteArray(kQueries[q]) + '\n';
+                floors[tcp][q].push_back(round(count, [&] { askFd(fd, query); }));
+            }
+            ::close(fd);
+        }
     Latency out;
-    {
-        CorvaneIOUtilsLib::IOManager manager;
-        auto session = manager.Open(lanAddress(tcpPort));
+    for (bool tcp : {true, false})
         for (int q = 0; q < 2; ++q) {
-            const QString command = QString::fromLatin1(kQueries[q]) + QLatin1Char('\n');
-            rowsOf(out, true, q)->ours = rate(rounds, kTcpQueries, [&] { session->Query(command); });
+            const int count = tcp ? kTcpQueries : kPtyQueries;
+            rowsOf(out, tcp, q)->ours = count / summarize(ours[tcp][q]).median;
+            rowsOf(out, tcp, q)->floor = count / summarize(floors[tcp][q]).median;
         }
-    }
-    {
-        // The terminal is COM1; the port's default settings are the simulated instrument's.
-        qputenv("TAVREL_COM_PORTS", "COM1=" + pty.toLocal8Bit());
-        CorvaneIOUtilsLib::IOManager manager;
-        auto session = manager.Open(QStringLiteral("COM1"));
-        for (int q = 0; q < 2; ++q) {
-            const QString command = QString::fromLatin1(kQueries[q]) + QLatin1Char('\n');
-            rowsOf(out, false, q)->ours = rate(rounds, kPtyQueries, [&] { session->Query(command); });
-        }
-        qunsetenv("TAVREL_COM_PORTS");
-    }
-    for (bool tcp : {true, false}) {
-        const int fd = tcp ? connectTcp(tcpPort) : openTerminal(pty);
-        for (int q = 0; q < 2; ++q) {
-            const QByteArray query = QByteArray(kQueries[q]) + '\n';
-            rowsOf(out, tcp, q)->floor =
-                rate(rounds, tcp ? kTcpQueries : kPtyQueries, [&] { askFd(fd, query); });
-        }
-        ::close(fd);
-    }
     const QString script = QStringLiteral(TAVREL_BENCH_DIR "/pyvisa_queries.py");
     for (bool tcp : {true, false}) {
         const QJsonObject r =

@@ -14,6 +14,7 @@
 #include <QCoreApplication>
 #include <QThread>
 #include <arpa/inet.h>
+#include <functional>
 #include <memory>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -69,52 +70,43 @@ void readExactly(int fd, char* out, size_t count) {
 // The floors: a POSIX socket asks for the data and reads the block into a buffer sized from its
 // header, converting nothing; for the arrays floor it then writes two arrays of doubles once, as
 // GetWaveformData must at the least.
+class PlainSocket {
+public:
+    explicit PlainSocket(int port) : m_fd(::socket(AF_INET, SOCK_STREAM, 0)) {
+        const int one = 1;
+        ::setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(quint16(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (::connect(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+            fail(QStringLiteral("the plain socket cannot connect"));
+    }
+    ~PlainSocket() { ::close(m_fd); }
+
+    std::unique_ptr<char[]> readBlock() {
+        static const char request[] = ":WAVeform:DATA?\n";
+        if (::send(m_fd, request, sizeof request - 1, 0) != qint64(sizeof request - 1))
+            fail(QStringLiteral("send"));
+        char header[12] = {};
+        readExactly(m_fd, header, 2);
+        const int digits = header[1] - '0';
+        readExactly(m_fd, header + 2, size_t(digits));
+        const size_t length = std::strtoul(header + 2, nullptr, 10);
+        if (length != size_t(kBlockBytes)) fail(QStringLiteral("the block has %1 bytes").arg(length));
+        std::unique_ptr<char[]> block(new char[length + 1]);
+        readExactly(m_fd, block.get(), length + 1); // with the line end after the block
+        return block;
+    }
+
+private:
+    int m_fd;
+};
+
 struct Floors {
     Timing bytes;
     Timing arrays;
 };
-
-Floors plainSocket(int port, int reps) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    const int one = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(quint16(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-        fail(QStringLiteral("the plain socket cannot connect"));
-    static const char request[] = ":WAVeform:DATA?\n";
-    const auto readBlock = [&] {
-        if (::send(fd, request, sizeof request - 1, 0) != qint64(sizeof request - 1))
-            fail(QStringLiteral("send"));
-        char header[12] = {};
-        readExactly(fd, header, 2);
-        const int digits = header[1] - '0';
-        readExactly(fd, header + 2, size_t(digits));
-        const size_t length = std::strtoul(header + 2, nullptr, 10);
-        if (length != size_t(kBlockBytes)) fail(QStringLiteral("the block has %1 bytes").arg(length));
-        std::unique_ptr<char[]> block(new char[length + 1]);
-        readExactly(fd, block.get(), length + 1); // with the line end after the block
-        return block;
-    };
-    Floors floors;
-    floors.bytes = timeEach(reps, readBlock);
-    std::vector<double> time(kPoints), volts(kPoints);
-    floors.arrays = timeEach(reps, [&] {
-        const auto block = readBlock();
-        std::fill(time.begin(), time.end(), double(block[0]));
-        std::fill(volts.begin(), volts.end(), double(block[1]));
-    });
-    ::close(fd);
-    return floors;
-}
-
-// The request that comes before the data: the source and format chosen, the preamble read back.
-Timing preambleOnly(int port, int reps) {
-    auto scope = openScope(port);
-    return timeEach(reps, [&] { scope->QueryText(kSelect + QStringLiteral(";PREamble?")); });
-}
 
 struct Ours {
     Timing fresh;   // new arrays every call
@@ -127,44 +119,113 @@ struct Ours {
     double vpp = 0;
 };
 
-Ours ours(int port, int reps) {
-    auto scope = openScope(port);
-    Ours result;
-    {
-        // First, while nothing large has been allocated in this process yet.
-        const long before = maxRssKiB();
-        QVector<double> time, data;
-        scope->GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data);
-        result.peakBytes = double(maxRssKiB() - before) * 1024;
-        if (data.size() != kPoints) fail(QStringLiteral("GetWaveformData gave %1 points").arg(data.size()));
-        const auto [lo, hi] = std::minmax_element(data.cbegin(), data.cend());
-        result.vpp = *hi - *lo;
-    }
-    result.fresh = timeEach(reps, [&] {
-        QVector<double> time, data;
-        scope->GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data);
-    });
-    QVector<double> time, data;
-    result.reused =
-        timeEach(reps, [&] { scope->GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data); });
+// Each reader opens its own connection and gives the body to time; the connection closes when the
+// body goes.
+using Body = std::function<void()>;
+struct Reader {
+    const char* name;
+    std::function<Body()> open;
+    std::vector<double> seconds;
+};
+
+// The readers take turns, a few transfers each per round, so that whatever else the machine does
+// weighs on all of them alike. The first transfer after connecting is not counted.
+void interleave(std::vector<Reader>& readers, int rounds, int perRound) {
+    for (int r = 0; r < rounds; ++r)
+        for (Reader& reader : readers) {
+            const Body body = reader.open();
+            body();
+            for (int i = 0; i < perRound; ++i) {
+                QElapsedTimer timer;
+                timer.start();
+                body();
+                reader.seconds.push_back(double(timer.nsecsElapsed()) / 1e9);
+            }
+        }
+}
+
+template <typename State> Body withState(std::shared_ptr<State> state, std::function<void(State&)> f) {
+    return [state, f] { f(*state); };
+}
+
+struct ScopeState {
+    explicit ScopeState(int port) : scope(openScope(port)) {}
+    std::unique_ptr<BrumelTB::ScopeTavrel> scope;
+    QVector<double> time[kChannels], data[kChannels];
     BrumelTB::WaveformSamples samples;
-    for (auto kind : {BrumelTB::WaveformSamples::Codes, BrumelTB::WaveformSamples::Volts}) {
-        const Timing t = timeEach(
-            reps, [&] { scope->GetWaveformSamples(Tavrel_Channel_1, Tavrel_DataPoints_ALL, kind, samples); });
-        if (samples.size() != kPoints) fail(QStringLiteral("GetWaveformSamples gave %1").arg(samples.size()));
-        (kind == BrumelTB::WaveformSamples::Codes ? result.codes : result.volts) = t;
-    }
-    QVector<double> times[kChannels], volts[kChannels];
-    result.single4 = timeEach(reps, [&] {
-        for (int c = 0; c < kChannels; ++c)
-            scope->GetWaveformData(Tavrel_AnalogChannels(c + 1), Tavrel_DataPoints_ALL, times[c], volts[c]);
-    });
-    result.all4 = timeEach(reps, [&] {
-        const QList<BrumelTB::ChannelWaveform> all = scope->GetAllWaveformData(Tavrel_DataPoints_ALL);
-        if (all.size() != kChannels)
-            fail(QStringLiteral("GetAllWaveformData gave %1 channels").arg(all.size()));
-    });
-    return result;
+};
+
+// The first GetWaveformData in this process, while nothing large has been allocated yet: its peak
+// memory, and the waveform's swing for comparison with pyvisa-py's.
+void firstCall(int port, double& peakBytes, double& vpp) {
+    auto scope = openScope(port);
+    const long before = maxRssKiB();
+    QVector<double> time, data;
+    scope->GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data);
+    peakBytes = double(maxRssKiB() - before) * 1024;
+    if (data.size() != kPoints) fail(QStringLiteral("GetWaveformData gave %1 points").arg(data.size()));
+    const auto [lo, hi] = std::minmax_element(data.cbegin(), data.cend());
+    vpp = *hi - *lo;
+}
+
+std::vector<Reader> readers(int port) {
+    const auto scope = [port](std::function<void(ScopeState&)> f) {
+        return [port, f] { return withState(std::make_shared<ScopeState>(port), f); };
+    };
+    const auto plain = [port](std::function<void(PlainSocket&)> f) {
+        return [port, f] { return withState(std::make_shared<PlainSocket>(port), f); };
+    };
+    using BrumelTB::WaveformSamples;
+    const auto samples = [](ScopeState& s, WaveformSamples::Kind kind) {
+        s.scope->GetWaveformSamples(Tavrel_Channel_1, Tavrel_DataPoints_ALL, kind, s.samples);
+        if (s.samples.size() != kPoints)
+            fail(QStringLiteral("GetWaveformSamples gave %1").arg(s.samples.size()));
+    };
+    return {
+        {"GetWaveformData, arrays handed back",
+         scope([](ScopeState& s) {
+             s.scope->GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, s.time[0], s.data[0]);
+         }),
+         {}},
+        {"GetWaveformData, new arrays each call",
+         scope([](ScopeState& s) {
+             QVector<double> time, data;
+             s.scope->GetWaveformData(Tavrel_Channel_1, Tavrel_DataPoints_ALL, time, data);
+         }),
+         {}},
+        {"GetWaveformSamples, codes, buffer handed back",
+         scope([=](ScopeState& s) { samples(s, WaveformSamples::Codes); }),
+         {}},
+        {"GetWaveformSamples, float volts, buffer handed back",
+         scope([=](ScopeState& s) { samples(s, WaveformSamples::Volts); }),
+         {}},
+        {"four GetWaveformData, arrays handed back",
+         scope([](ScopeState& s) {
+             for (int c = 0; c < kChannels; ++c)
+                 s.scope->GetWaveformData(Tavrel_AnalogChannels(c + 1), Tavrel_DataPoints_ALL, s.time[c],
+                                          s.data[c]);
+         }),
+         {}},
+        {"GetAllWaveformData, four channels, a new list each call",
+         scope([](ScopeState& s) {
+             if (s.scope->GetAllWaveformData(Tavrel_DataPoints_ALL).size() != kChannels)
+                 fail(QStringLiteral("GetAllWaveformData missed a channel"));
+         }),
+         {}},
+        {"plain POSIX socket, bytes only (bytes floor)", plain([](PlainSocket& p) { p.readBlock(); }), {}},
+        {"plain POSIX socket + writing two double arrays (arrays floor)",
+         plain([](PlainSocket& p) {
+             // Arrays the size of the waveform's, kept from call to call like arrays handed back.
+             static std::vector<double> time(kPoints), volts(kPoints);
+             const auto block = p.readBlock();
+             std::fill(time.begin(), time.end(), double(block[0]));
+             std::fill(volts.begin(), volts.end(), double(block[1]));
+         }),
+         {}},
+        {"the request before the data: source, format, preamble",
+         scope([](ScopeState& s) { s.scope->QueryText(kSelect + QStringLiteral(";PREamble?")); }),
+         {}},
+    };
 }
 
 double mbPerSecond(double seconds) {
@@ -183,15 +244,22 @@ int main(int argc, char** argv) {
     const SimPorts ports = startSimulator(sim, QCoreApplication::applicationDirPath() + "/tavrel-sim");
     // The query rates first, on the scope's default record, so that a measurement is as quick as the
     // instrument makes it; then the large acquisition for the transfers.
-    const int rounds = std::max(3, reps / 6);
+    const int rounds = std::max(5, reps / 2);
     const Latency simLatency = measureLatency(ports.scopeTcp, ports.comPty, rounds);
     const Latency latency = measureBareLatency(ports.scopeTcp, rounds);
     configure(ports.scopeTcp);
 
-    // Each reader has the instrument to itself: the simulator serves one client at a time.
-    const Ours our = ours(ports.scopeTcp, reps);
-    const Timing preamble = preambleOnly(ports.scopeTcp, reps);
-    const Floors floors = plainSocket(ports.scopeTcp, reps);
+    // Each reader has the instrument to itself while it reads: the simulator serves one client at a time.
+    Ours our;
+    firstCall(ports.scopeTcp, our.peakBytes, our.vpp);
+    std::vector<Reader> all = readers(ports.scopeTcp);
+    constexpr int kPerRound = 3;
+    interleave(all, std::max(1, reps / kPerRound), kPerRound);
+    Timing* into[] = {&our.reused, &our.fresh, &our.codes, &our.volts, &our.single4, &our.all4};
+    for (size_t i = 0; i < std::size(into); ++i)
+        *into[i] = summarize(all[i].seconds);
+    Floors floors{summarize(all[6].seconds), summarize(all[7].seconds)};
+    const Timing preamble = summarize(all[8].seconds);
     const QJsonObject py =
         runPython(QStringLiteral(TAVREL_BENCH_DIR "/pyvisa_waveform.py"),
                   {QStringLiteral("--port"), QString::number(ports.scopeTcp), QStringLiteral("--reps"),
