@@ -171,9 +171,9 @@ QMap<QByteArray, QByteArray> simReplies(int tcpPort) {
 }
 
 Latency measureLatency(int tcpPort, const QString& pty, int rounds) {
-    // The clients take turns round by round on each line, so that the rest of the machine weighs on
-    // them alike.
-    std::vector<double> ours[2][2], floors[2][2]; // [tcp][query]
+    // The clients take turns round by round on each line, pyvisa-py included (its own process, timed
+    // inside), so that the rest of the machine weighs on them alike.
+    std::vector<double> ours[2][2], floors[2][2], pyvisa[2][2]; // [tcp][query]: seconds a round
     for (int r = 0; r < rounds; ++r)
         for (bool tcp : {true, false}) {
             const int count = tcp ? kTcpQueries : kPtyQueries;
@@ -194,6 +194,14 @@ Latency measureLatency(int tcpPort, const QString& pty, int rounds) {
                 floors[tcp][q].push_back(round(count, [&] { askFd(fd, query); }));
             }
             ::close(fd);
+            const QJsonObject py =
+                runPython(QStringLiteral(TAVREL_BENCH_DIR "/pyvisa_queries.py"),
+                          {QStringLiteral("--resource"),
+                           tcp ? lanAddress(tcpPort) : QStringLiteral("ASRL%1::INSTR").arg(pty),
+                           QStringLiteral("--count"), QString::number(count), QStringLiteral("--rounds"),
+                           QStringLiteral("1")});
+            for (int q = 0; q < 2; ++q)
+                pyvisa[tcp][q].push_back(count / py[QLatin1String(kQueries[q])].toDouble());
         }
     Latency out;
     for (bool tcp : {true, false})
@@ -201,17 +209,8 @@ Latency measureLatency(int tcpPort, const QString& pty, int rounds) {
             const int count = tcp ? kTcpQueries : kPtyQueries;
             rowsOf(out, tcp, q)->ours = count / summarize(ours[tcp][q]).median;
             rowsOf(out, tcp, q)->floor = count / summarize(floors[tcp][q]).median;
+            rowsOf(out, tcp, q)->pyvisa = count / summarize(pyvisa[tcp][q]).median;
         }
-    const QString script = QStringLiteral(TAVREL_BENCH_DIR "/pyvisa_queries.py");
-    for (bool tcp : {true, false}) {
-        const QJsonObject r =
-            runPython(script, {QStringLiteral("--resource"),
-                               tcp ? lanAddress(tcpPort) : QStringLiteral("ASRL%1::INSTR").arg(pty),
-                               QStringLiteral("--count"), QString::number(tcp ? kTcpQueries : kPtyQueries),
-                               QStringLiteral("--rounds"), QString::number(rounds)});
-        for (int q = 0; q < 2; ++q)
-            rowsOf(out, tcp, q)->pyvisa = r[QLatin1String(kQueries[q])].toDouble();
-    }
     return out;
 }
 
