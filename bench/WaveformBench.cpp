@@ -280,8 +280,9 @@ int main(int argc, char** argv) {
                 kPoints, kBlockBytes, reps, pyReps);
     std::printf("| reader | best (ms) | median (ms) | MB/s |\n|---|---:|---:|---:|\n");
     const auto row = [&](const QString& name, const Timing& t, double blocks = 1) {
-        std::printf("| %s | %.2f | %.2f | %.0f |\n", qPrintable(name), t.best * 1e3, t.median * 1e3,
-                    blocks * mbPerSecond(t.median));
+        const QString rate = blocks > 0 ? QString::number(blocks * mbPerSecond(t.median), 'f', 0) : QString();
+        std::printf("| %s | %.2f | %.2f | %s |\n", qPrintable(name), t.best * 1e3, t.median * 1e3,
+                    qPrintable(rate));
     };
     row(QStringLiteral("GetWaveformData, arrays handed back"), our.reused);
     row(QStringLiteral("GetWaveformData, new arrays each call"), our.fresh);
