@@ -114,7 +114,8 @@ private:
 };
 
 inline QString times(double ratio) {
-    return QString::number(ratio, 'f', 1) + QLatin1Char('x');
+    // Two decimals near the targets, so that a verdict never seems to contradict its figure.
+    return QString::number(ratio, 'f', ratio < 10 ? 2 : 1) + QLatin1Char('x');
 }
 inline QString percent(double ratio) {
     return QString::number(ratio * 100, 'f', 0) + QStringLiteral(" %");

@@ -353,6 +353,8 @@ int main(int argc, char** argv) {
                times(tcp.floor / tcp.pyvisa));
         v.atLeast(name + QStringLiteral(" over a terminal: ours / pyvisa-py"), pty.ours / pty.pyvisa, 5,
                   times(pty.ours / pty.pyvisa), QStringLiteral(">= 5x"));
+        v.info(name + QStringLiteral(" over a terminal: plain terminal / pyvisa-py"),
+               times(pty.floor / pty.pyvisa));
     };
     queries(QStringLiteral("*IDN?"), latency.idnTcp, latency.idnPty);
     queries(QStringLiteral(":MEASure:FREQuency?"), latency.freqTcp, latency.freqPty);
