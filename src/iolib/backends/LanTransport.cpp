@@ -17,7 +17,12 @@ namespace CorvaneIOUtilsLib {
 
 namespace {
 constexpr qsizetype kMaxRead = 4 * 1024 * 1024;
-}
+#ifdef MSG_NOSIGNAL
+constexpr int kNoSignal = MSG_NOSIGNAL; // a peer that has gone is an error, not SIGPIPE
+#else
+constexpr int kNoSignal = 0;
+#endif
+} // namespace
 
 LanTransport::LanTransport(const QString& host, quint16 port, QString resource, int connectTimeoutMs)
     : m_socket(std::make_unique<QTcpSocket>()), m_resource(std::move(resource)) {
@@ -53,7 +58,7 @@ void LanTransport::write(const QByteArray& bytes, int timeoutMs) {
         fd >= 0 && m_socket->bytesToWrite() == 0) {
         while (sent < bytes.size()) {
             const ssize_t n = ::send(fd, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent),
-                                     MSG_DONTWAIT | MSG_NOSIGNAL);
+                                     MSG_DONTWAIT | kNoSignal);
             if (n > 0)
                 sent += n;
             else if (n < 0 && errno == EINTR)
