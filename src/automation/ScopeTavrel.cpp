@@ -214,6 +214,11 @@ void ScopeTavrel::GetLogicData(Tavrel_WaveformPoints points, QVector<double>& ti
     m_waveform->GetLogicData(points, time, data);
 }
 
+void ScopeTavrel::GetWaveformSamples(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
+                                     WaveformSamples::Kind kind, WaveformSamples& samples) {
+    m_waveform->GetWaveformSamples(channel, points, kind, samples);
+}
+
 QImage ScopeTavrel::GetScreenImage(Tavrel_ImageFormat format) {
     CheckImageFormat(format);
     QImage image;

@@ -85,6 +85,8 @@ public:
                          QVector<double>& data);
     QList<ChannelWaveform> GetAllWaveformData(Tavrel_WaveformPoints points);
     void GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data);
+    void GetWaveformSamples(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
+                            WaveformSamples::Kind kind, WaveformSamples& samples);
 
     // The scope's display. The image is always fetched losslessly; format only says what the host
     // asked for and is refused for the vector formats (EMF, WMF) the server cannot make.

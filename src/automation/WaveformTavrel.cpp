@@ -5,6 +5,8 @@
 #include "iolib/IOError.h"
 #include "iolib/IOSession.h"
 
+#include <QtEndian>
+
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -21,6 +23,10 @@ namespace {
 const QString kSelect =
     QStringLiteral(":WAVeform:SOURce %1;FORMat WORD;BYTeorder LSBFirst;POINts %2;PREamble?");
 const QString kData = QStringLiteral(":WAVeform:DATA?\n");
+// Codes need no preamble to land where they belong: the data is asked for first and the preamble after
+// it in the same message, and the whole read is one round trip.
+const QString kSelectDataFirst =
+    QStringLiteral(":WAVeform:SOURce %1;FORMat WORD;BYTeorder LSBFirst;POINts %2;DATA?;PREamble?\n");
 const QString kLogicSource = QStringLiteral("LOGic");
 const QString kDisplayedQuery = QStringLiteral(":CHANnel%1:DISPlay?");
 constexpr int kWordBytes = 2;
@@ -32,10 +38,8 @@ constexpr int kTrailerWaitMs = 100;
 // More than any Tavrel record holds; a preamble announcing more is corrupt, not a reason to allocate.
 constexpr qint64 kMaxPoints = 64 * 1000 * 1000;
 
-// The data block that answers ":WAVeform:DATA?", read in slices and handed to sink(first sample,
-// bytes, sample count) as each arrives, so that converting overlaps the transfer. The block must
-// hold exactly samples WORD codes; an empty block is left to the caller (the source had no data).
-template <typename Sink> qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sink) {
+// The length a definite-length block header announces; the header is consumed.
+qint64 readBlockLength(CorvaneIOUtilsLib::IOSession& io) {
     const QByteArray start = io.ReadBytes(2);
     if (start.at(0) != '#' || start.at(1) < '1' || start.at(1) > '9') {
         io.Clear();
@@ -52,6 +56,14 @@ template <typename Sink> qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, q
         throw ServerError(
             QStringLiteral("bad waveform block length \"%1\"").arg(QString::fromLatin1(digits)));
     }
+    return length;
+}
+
+// The data block that answers ":WAVeform:DATA?", read in slices and handed to sink(first sample,
+// bytes, sample count) as each arrives, so that converting overlaps the transfer. The block must
+// hold exactly samples WORD codes; an empty block is left to the caller (the source had no data).
+template <typename Sink> qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sink) {
+    const qint64 length = readBlockLength(io);
     // A block of another size is read all the same, so that the session stays in step. Each slice
     // lands in one buffer straight from the bus and is converted while it is still in the cache.
     const bool fits = length == 0 || length == samples * kWordBytes;
@@ -106,22 +118,60 @@ void mapAhead(void* start, size_t bytes) {
 #endif
 }
 
+// A new array of n elements, mapped ahead.
+template <typename T> void newArray(QVector<T>& array, qsizetype n) {
+    array = QVector<T>();
+    array.reserve(n);
+    mapAhead(array.data(), static_cast<size_t>(n) * sizeof(T));
+    array.resize(n);
+}
+
 // The caller's array, holding n samples for the conversion to overwrite. One of that size is used as
 // it is (a host handing its arrays back pays nothing); one too small is replaced by a new one mapped
 // ahead.
 template <typename T> T* outputArray(QVector<T>& array, qsizetype n) {
     if (array.size() != n) {
-        if (array.capacity() < n) {
-            array = QVector<T>();
-            array.reserve(n);
-            mapAhead(array.data(), static_cast<size_t>(n) * sizeof(T));
-        }
-        array.resize(n);
+        if (array.capacity() < n)
+            newArray(array, n);
+        else
+            array.resize(n);
     }
     return array.data();
 }
 
+// Arrays smaller than this are cheap to make new; keeping them would only cost the host a copy when
+// it writes into one.
+constexpr qsizetype kWorthKeepingBytes = 64 * 1024;
+// The time and volt arrays of four channels: what one GetAllWaveformData hands out.
+constexpr size_t kKeptArrays = 8;
+
 } // namespace
+
+template <typename T> void SpareArrays<T>::take(QVector<T>& array, qsizetype n) {
+    // A host handing back what it got last time: the kept share goes, and the array is its own again.
+    std::erase_if(m_arrays, [&](const QVector<T>& kept) { return kept.isSharedWith(array); });
+    if (array.isDetached() && array.capacity() >= n) {
+        array.resize(n);
+        return;
+    }
+    for (auto it = m_arrays.begin(); it != m_arrays.end(); ++it) {
+        if (it->isDetached() && it->capacity() >= n) {
+            array = std::move(*it);
+            m_arrays.erase(it);
+            array.resize(n);
+            return;
+        }
+    }
+    newArray(array, n);
+}
+
+template <typename T> void SpareArrays<T>::keep(const QVector<T>& array) {
+    if (array.size() * static_cast<qsizetype>(sizeof(T)) < kWorthKeepingBytes) return;
+    m_arrays.push_front(array);
+    if (m_arrays.size() > kKeptArrays) m_arrays.pop_back();
+}
+
+template class SpareArrays<double>;
 
 const MnemonicTable<Tavrel_WaveformPoints>& WaveformTavrel::PointsTable() {
     static const MnemonicTable<Tavrel_WaveformPoints> table("Tavrel_WaveformPoints",
@@ -164,13 +214,73 @@ void WaveformTavrel::noData() {
 void WaveformTavrel::GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
                                      QVector<double>& time, QVector<double>& data) {
     const WaveformPreamble preamble = selectWordSource(SourceTable().Mnemonic(channel), points);
-    double* t = outputArray(time, preamble.points);
-    double* v = outputArray(data, preamble.points);
+    m_spare.take(time, preamble.points);
+    m_spare.take(data, preamble.points);
+    double* t = time.data();
+    double* v = data.data();
     const qint64 length = receiveWords(m_scope.IO(), preamble.points,
                                        [&](qsizetype first, const uchar* bytes, qsizetype count) {
                                            ConvertSlice(preamble, bytes, first, count, true, t, v);
                                        });
     if (length == 0) noData();
+    m_spare.keep(time);
+    m_spare.keep(data);
+}
+
+void WaveformTavrel::GetWaveformSamples(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
+                                        WaveformSamples::Kind kind, WaveformSamples& samples) {
+    if (kind != WaveformSamples::Codes && kind != WaveformSamples::Volts)
+        throw ServerError(QStringLiteral("there is no sample kind %1").arg(static_cast<int>(kind)));
+    samples.kind = kind;
+    if (kind == WaveformSamples::Codes) {
+        samples.volts.clear();
+        readCodes(SourceTable().Mnemonic(channel), points, samples);
+        return;
+    }
+    const WaveformPreamble preamble = selectWordSource(SourceTable().Mnemonic(channel), points);
+    samples.preamble = preamble;
+    samples.codes.clear();
+    float* volts = outputArray(samples.volts, preamble.points);
+    const qint64 length = receiveWords(m_scope.IO(), preamble.points,
+                                       [&](qsizetype first, const uchar* bytes, qsizetype count) {
+                                           ConvertWordsToFloatVolts(preamble, bytes, count, volts + first);
+                                       });
+    if (length == 0) noData();
+}
+
+void WaveformTavrel::readCodes(const QString& source, Tavrel_WaveformPoints points,
+                               WaveformSamples& samples) {
+    CorvaneIOUtilsLib::IOSession& io = m_scope.IO();
+    io.WriteString(kSelectDataFirst.arg(source, PointsTable().Mnemonic(points)));
+    qint64 length = 0;
+    try {
+        length = readBlockLength(io);
+    } catch (const CorvaneIOUtilsLib::IOError& e) {
+        // A refused command voids the rest of the message, the data included; the queue says why.
+        if (e.kind() == CorvaneIOUtilsLib::IOError::Timeout) m_scope.CheckInstrumentErrors();
+        throw;
+    }
+    if (length % kWordBytes != 0 || length > kMaxPoints * kWordBytes) {
+        io.Clear();
+        throw ServerError(
+            QStringLiteral("the instrument announces a waveform block of %1 bytes").arg(length));
+    }
+    // Little-endian codes are what a little-endian host keeps: the block lands in the buffer as is.
+    quint16* codes = outputArray(samples.codes, length / kWordBytes);
+    if (length > 0) io.ReadBytesInto(reinterpret_cast<char*>(codes), static_cast<qsizetype>(length));
+    if constexpr (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
+        for (quint16& code : samples.codes)
+            code = qFromLittleEndian(code);
+    if (io.ReadBytes(1) != ";") {
+        io.Clear();
+        throw ServerError(QStringLiteral("the waveform block is not followed by its preamble"));
+    }
+    samples.preamble = WaveformPreamble::Parse(io.ReadString());
+    if (length == 0) noData();
+    if (samples.preamble.format != WaveformPreamble::Word || samples.preamble.points * kWordBytes != length)
+        throw ServerError(QStringLiteral("the instrument sent %1 bytes for a waveform of %2 WORD samples")
+                              .arg(length)
+                              .arg(samples.preamble.points));
 }
 
 QList<ChannelWaveform> WaveformTavrel::GetAllWaveformData(Tavrel_WaveformPoints points) {
@@ -196,13 +306,15 @@ QList<ChannelWaveform> WaveformTavrel::GetAllWaveformData(Tavrel_WaveformPoints 
 void WaveformTavrel::GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time,
                                   QVector<quint16>& data) {
     const WaveformPreamble preamble = selectWordSource(kLogicSource, points);
-    double* t = outputArray(time, preamble.points);
+    m_spare.take(time, preamble.points);
+    double* t = time.data();
     quint16* c = outputArray(data, preamble.points);
     const qint64 length = receiveWords(m_scope.IO(), preamble.points,
                                        [&](qsizetype first, const uchar* bytes, qsizetype count) {
                                            ConvertLogicSlice(preamble, bytes, first, count, true, t, c);
                                        });
     if (length == 0) noData();
+    m_spare.keep(time);
 }
 
 } // namespace BrumelTB

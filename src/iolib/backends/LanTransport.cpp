@@ -17,7 +17,12 @@ namespace CorvaneIOUtilsLib {
 
 namespace {
 constexpr qsizetype kMaxRead = 4 * 1024 * 1024;
-}
+#ifdef MSG_NOSIGNAL
+constexpr int kNoSignal = MSG_NOSIGNAL; // a peer that has gone is an error, not SIGPIPE
+#else
+constexpr int kNoSignal = 0;
+#endif
+} // namespace
 
 LanTransport::LanTransport(const QString& host, quint16 port, QString resource, int connectTimeoutMs)
     : m_socket(std::make_unique<QTcpSocket>()), m_resource(std::move(resource)) {
@@ -46,7 +51,25 @@ LanTransport::~LanTransport() {
 void LanTransport::write(const QByteArray& bytes, int timeoutMs) {
     if (m_socket->state() != QAbstractSocket::ConnectedState)
         throw IOError(IOError::Dropped, QStringLiteral("%1: the connection was closed").arg(m_resource));
-    m_socket->write(bytes);
+    qsizetype sent = 0;
+#ifdef Q_OS_UNIX
+    // A command fits the socket's send buffer: sent at once, without QTcpSocket's buffer and waits.
+    if (const int fd = static_cast<int>(m_socket->socketDescriptor());
+        fd >= 0 && m_socket->bytesToWrite() == 0) {
+        while (sent < bytes.size()) {
+            const ssize_t n = ::send(fd, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent),
+                                     MSG_DONTWAIT | kNoSignal);
+            if (n > 0)
+                sent += n;
+            else if (n < 0 && errno == EINTR)
+                continue;
+            else
+                break; // full, or failed: QTcpSocket sends the rest and reports a failure
+        }
+    }
+#endif
+    if (sent == bytes.size()) return;
+    m_socket->write(sent == 0 ? bytes : bytes.mid(sent));
     QDeadlineTimer deadline(timeoutMs);
     while (m_socket->bytesToWrite() > 0) {
         const qint64 before = m_socket->bytesToWrite();
@@ -104,8 +127,11 @@ LanTransport::Direct LanTransport::waitDirect(int timeoutMs, qsizetype& availabl
             ::poll(&readable, 1, static_cast<int>(std::max<qint64>(0, deadline.remainingTime())));
         if (ready == 0) return Direct::Timeout;
         if (ready < 0 && errno != EINTR) return Direct::Unavailable;
-        // Readable with nothing queued: the peer has closed.
-        if (ready > 0 && ::ioctl(fd, FIONREAD, &queued) == 0 && queued == 0) return Direct::Unavailable;
+        if (ready > 0) {
+            if (::ioctl(fd, FIONREAD, &queued) != 0 || queued == 0) return Direct::Unavailable; // closed
+            available = queued;
+            return Direct::Ready;
+        }
     }
 #else
     Q_UNUSED(timeoutMs);
@@ -150,6 +176,10 @@ ReadChunk LanTransport::read(qsizetype maxBytes, int timeoutMs) {
 
 ReadCount LanTransport::readInto(char* out, qsizetype maxBytes, int timeoutMs) {
     maxBytes = std::clamp<qsizetype>(maxBytes, 1, kMaxRead);
+    // In the middle of a block the bytes are usually there already: one call takes them, without
+    // first asking how many there are.
+    if (m_socket->bytesAvailable() == 0 && m_socket->state() == QAbstractSocket::ConnectedState)
+        if (const qsizetype got = receive(out, maxBytes); got > 0) return {got, false, ReadChunk::Ok};
     qsizetype available = 0;
     switch (waitDirect(timeoutMs, available)) {
     case Direct::Ready:
