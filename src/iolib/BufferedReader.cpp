@@ -67,9 +67,45 @@ void BufferedReader::fail(IOError::Kind kind, const QString& text) const {
     throw IOError(kind, m_resource + QStringLiteral(": ") + text);
 }
 
+void BufferedReader::startTotal(int timeoutMs) {
+    m_overran = false;
+    m_totalMs = static_cast<qint64>(std::max(timeoutMs, 0)) * kTotalTimeFactor;
+    m_total = QDeadlineTimer(m_totalMs);
+}
+
+void BufferedReader::extendTotal(qint64 bytes) {
+    const qint64 extra = bytes / kMinBytesPerMs;
+    m_totalMs += extra;
+    m_total = QDeadlineTimer(std::max<qint64>(0, m_total.remainingTime()) + extra);
+}
+
+void BufferedReader::failTooLarge(const QString& text) {
+    m_buffer.clear();
+    m_pos = 0;
+    m_ends.clear();
+    m_overran = true;
+    fail(IOError::TooLarge, text);
+}
+
+void BufferedReader::failTotal() {
+    const qsizetype got = buffered();
+    m_buffer.clear();
+    m_pos = 0;
+    m_ends.clear();
+    m_overran = true;
+    fail(IOError::Timeout,
+         QStringLiteral("the reply did not complete within %1 ms, the bound for the whole read (%2 bytes "
+                        "were buffered)")
+             .arg(m_totalMs)
+             .arg(got));
+}
+
 ReadChunk::Status BufferedReader::fill(qsizetype maxBytes, QDeadlineTimer& deadline, int slideMs) {
     if (m_dropped) return ReadChunk::Dropped;
     for (;;) {
+        // The sliding deadline never runs past the bound for the whole read.
+        if (m_total.hasExpired()) failTotal();
+        if (m_total.deadline() < deadline.deadline()) deadline = m_total;
         const int remaining = static_cast<int>(std::max<qint64>(0, deadline.remainingTime()));
         ReadChunk chunk = m_transport.read(std::max<qsizetype>(1, maxBytes), remaining);
         if (!chunk.data.isEmpty()) {
@@ -79,8 +115,11 @@ ReadChunk::Status BufferedReader::fill(qsizetype maxBytes, QDeadlineTimer& deadl
             deadline.setRemainingTime(slideMs);
             return ReadChunk::Ok;
         }
+        if (chunk.status == ReadChunk::Timeout || deadline.hasExpired()) {
+            if (m_total.hasExpired()) failTotal();
+            return ReadChunk::Timeout;
+        }
         if (chunk.status != ReadChunk::Ok) return chunk.status;
-        if (deadline.hasExpired()) return ReadChunk::Timeout;
     }
 }
 
@@ -102,6 +141,7 @@ BufferedReader::Need BufferedReader::ensure(qsizetype count, qsizetype chunk, QD
 }
 
 bool BufferedReader::nextIsBlock(int timeoutMs) {
+    startTotal(timeoutMs);
     QDeadlineTimer deadline(timeoutMs);
     // Leading white space (a stray line end) says nothing yet; the first other byte decides.
     for (;;) {
@@ -121,7 +161,9 @@ bool BufferedReader::nextIsBlock(int timeoutMs) {
     }
 }
 
-QByteArray BufferedReader::readLine(int timeoutMs) {
+QByteArray BufferedReader::readLine(int timeoutMs, qsizetype limit) {
+    limit = std::min(limit, kLineLimit);
+    startTotal(timeoutMs);
     QDeadlineTimer deadline(timeoutMs);
     qsizetype scanned = 0;
     for (;;) {
@@ -129,6 +171,9 @@ QByteArray BufferedReader::readLine(int timeoutMs) {
         if (stop >= 0) stop -= m_pos;
         const qsizetype end = endOffset();
         if (end >= 0 && (stop < 0 || end < stop)) stop = end;
+        if (stop > limit || (stop < 0 && buffered() > limit))
+            failTooLarge(
+                QStringLiteral("a reply line grew past %1 bytes, the most this read takes").arg(limit));
         if (stop >= 0) {
             QByteArray line = take(stop + 1);
             if (line.endsWith('\n')) {
@@ -154,9 +199,15 @@ QByteArray BufferedReader::readLine(int timeoutMs) {
     }
 }
 
-QByteArray BufferedReader::readBytes(qsizetype count, int timeoutMs) {
+QByteArray BufferedReader::readBytes(qsizetype count, int timeoutMs, qsizetype limit) {
     if (count < 0) fail(IOError::Unsupported, QStringLiteral("cannot read %1 bytes").arg(count));
+    if (count > limit)
+        fail(IOError::TooLarge, QStringLiteral("a read of %1 bytes is more than the %2 bytes a read takes")
+                                    .arg(count)
+                                    .arg(limit));
     if (count == 0) return {};
+    startTotal(timeoutMs);
+    extendTotal(count);
     QDeadlineTimer deadline(timeoutMs);
     switch (ensure(count, 0, deadline, timeoutMs)) {
     case Need::Ready:
@@ -194,9 +245,13 @@ void BufferedReader::readInto(char* out, qsizetype count, int timeoutMs) {
     }
     std::memcpy(out, m_buffer.constData() + m_pos, static_cast<size_t>(got));
     consume(got);
+    startTotal(timeoutMs);
+    extendTotal(count);
     QDeadlineTimer deadline(timeoutMs);
     while (got < count) {
         if (m_dropped) break;
+        if (m_total.hasExpired()) failTotal();
+        if (m_total.deadline() < deadline.deadline()) deadline = m_total;
         const int remaining = static_cast<int>(std::max<qint64>(0, deadline.remainingTime()));
         const ReadCount read = m_transport.readInto(out + got, count - got, remaining);
         got += read.count;
@@ -210,6 +265,7 @@ void BufferedReader::readInto(char* out, qsizetype count, int timeoutMs) {
         }
         if (read.status == ReadChunk::Dropped) break;
         if (read.status == ReadChunk::Timeout || deadline.hasExpired()) {
+            if (m_total.hasExpired()) failTotal();
             if (got == 0) fail(IOError::Timeout, QStringLiteral("no reply within %1 ms").arg(timeoutMs));
             fail(IOError::Truncated, QStringLiteral("only %1 of %2 bytes arrived, then nothing for %3 ms")
                                          .arg(got)
@@ -222,7 +278,8 @@ void BufferedReader::readInto(char* out, qsizetype count, int timeoutMs) {
              QStringLiteral("the connection went away during a read of %1 bytes").arg(count));
 }
 
-QByteArray BufferedReader::readBlock(int timeoutMs, QByteArray* header) {
+QByteArray BufferedReader::readBlock(int timeoutMs, qsizetype limit, QByteArray* header) {
+    startTotal(timeoutMs);
     QDeadlineTimer deadline(timeoutMs);
 
     qsizetype skipped = 0;
@@ -271,7 +328,7 @@ QByteArray BufferedReader::readBlock(int timeoutMs, QByteArray* header) {
         if (header) *header = m_buffer.mid(m_pos, 2);
         consume(2);
         if (endsAtOnce) return {};
-        return readIndefiniteBlock(timeoutMs);
+        return readIndefiniteBlock(timeoutMs, limit);
     }
 
     const int digits = digitCount - '0';
@@ -288,6 +345,11 @@ QByteArray BufferedReader::readBlock(int timeoutMs, QByteArray* header) {
     if (header) *header = m_buffer.mid(m_pos, 2 + digits);
     consume(2 + digits);
     const qint64 length = lengthText.toLongLong();
+    if (length > limit)
+        failTooLarge(QStringLiteral("a block of %1 bytes is announced; this read takes at most %2 bytes")
+                         .arg(length)
+                         .arg(limit));
+    extendTotal(length);
     if (length == 0) {
         if (!endsAtOnce) consumeTrailer(timeoutMs);
         return {};
@@ -336,7 +398,7 @@ QByteArray BufferedReader::readDefiniteData(qint64 length, QDeadlineTimer& deadl
     return data;
 }
 
-QByteArray BufferedReader::readIndefiniteBlock(int timeoutMs) {
+QByteArray BufferedReader::readIndefiniteBlock(int timeoutMs, qsizetype limit) {
     if (!m_transport.hasEnd())
         fail(IOError::Unsupported,
              QStringLiteral("an indefinite-length block (\"#0\") cannot be read on this bus: "
@@ -349,6 +411,10 @@ QByteArray BufferedReader::readIndefiniteBlock(int timeoutMs) {
             if (data.endsWith('\n')) data.chop(1);
             return data;
         }
+        if (buffered() > limit)
+            failTooLarge(
+                QStringLiteral("an indefinite-length block grew past %1 bytes, the most this read takes")
+                    .arg(limit));
         switch (fill(kIndefiniteChunk, deadline, timeoutMs)) {
         case ReadChunk::Ok:
             break;
@@ -369,6 +435,8 @@ QByteArray BufferedReader::readIndefiniteBlock(int timeoutMs) {
 }
 
 void BufferedReader::consumeTrailer(int timeoutMs) {
+    // The reply itself is complete: its short trailer wait is not held to the read's total bound.
+    m_total = QDeadlineTimer(QDeadlineTimer::Forever);
     const int waitMs = std::min(timeoutMs, kTrailerWaitMs);
     QDeadlineTimer deadline(waitMs);
     if (buffered() == 0 && fill(2, deadline, waitMs) != ReadChunk::Ok) return;

@@ -21,6 +21,8 @@ QString IOError::kindName(Kind kind) {
         return QStringLiteral("Protocol");
     case Io:
         return QStringLiteral("Io");
+    case TooLarge:
+        return QStringLiteral("TooLarge");
     case BadAddress:
         return QStringLiteral("BadAddress");
     }

@@ -17,6 +17,7 @@ public:
         Truncated,   // a reply stopped before its announced or required end
         Protocol,    // the reply does not have the expected form
         Io,          // the operating system or driver reported a failure
+        TooLarge,    // the reply is larger than the read takes
         BadAddress,  // the address string cannot be parsed
     };
 

@@ -11,6 +11,9 @@ namespace CorvaneIOUtilsLib {
 class IOSession {
 public:
     static constexpr int kDefaultTimeoutMs = 2000;
+    // The largest reply one read takes unless the caller says otherwise: a block, a counted read or a
+    // reply line. Reply lines are bounded further by BufferedReader::kLineLimit.
+    static constexpr qsizetype kDefaultReadLimit = 64 * 1024 * 1024;
 
     virtual ~IOSession() = default;
 
@@ -22,6 +25,10 @@ public:
     // The longest wait for a reply (or for output to leave) with no progress, in milliseconds.
     virtual int Timeout() const = 0;
     virtual void SetTimeout(int ms) = 0;
+    // The read limit in bytes. A reply announced or growing past it ends with a TooLarge error before
+    // memory is taken for it, and the session is cleared so that the next command starts afresh.
+    virtual qsizetype ReadLimit() const { return m_readLimit; }
+    virtual void SetReadLimit(qsizetype bytes) { m_readLimit = bytes > 0 ? bytes : kDefaultReadLimit; }
 
     // Device clear where the bus has one; pending input is discarded on every bus.
     virtual void Clear() = 0;
@@ -52,6 +59,25 @@ public:
 
     // Releases the bus; the session cannot be used afterwards. Closing twice is harmless.
     virtual void Close() = 0;
+
+private:
+    qsizetype m_readLimit = kDefaultReadLimit;
+};
+
+// Sets a session's read limit for one read and puts the previous one back afterwards.
+class ReadLimitScope {
+public:
+    ReadLimitScope(IOSession& session, qsizetype bytes)
+        : m_session(session), m_previous(session.ReadLimit()) {
+        session.SetReadLimit(bytes);
+    }
+    ~ReadLimitScope() { m_session.SetReadLimit(m_previous); }
+    ReadLimitScope(const ReadLimitScope&) = delete;
+    ReadLimitScope& operator=(const ReadLimitScope&) = delete;
+
+private:
+    IOSession& m_session;
+    qsizetype m_previous;
 };
 
 } // namespace CorvaneIOUtilsLib

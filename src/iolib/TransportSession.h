@@ -42,32 +42,34 @@ public:
                 IOError::Unsupported,
                 m_resource + QStringLiteral(": read format \"%1\" is not supported (use \"K\")").arg(format));
         transport();
-        return QString::fromLatin1(m_reader.readLine(m_timeoutMs));
+        return guarded(
+            [&] { return QString::fromLatin1(m_reader.readLine(m_timeoutMs, this->ReadLimit())); });
     }
     QByteArray ReadBytes(qsizetype count) override {
         transport();
-        return m_reader.readBytes(count, m_timeoutMs);
+        return guarded([&] { return m_reader.readBytes(count, m_timeoutMs, this->ReadLimit()); });
     }
     void ReadBytesInto(char* out, qsizetype count) override {
         transport();
-        m_reader.readInto(out, count, m_timeoutMs);
+        guarded([&] { m_reader.readInto(out, count, m_timeoutMs); });
     }
     QByteArray ReadIEEEBlock() override {
         transport();
-        return m_reader.readBlock(m_timeoutMs);
+        return guarded([&] { return m_reader.readBlock(m_timeoutMs, this->ReadLimit()); });
     }
 
     QByteArray ReadIEEEBlockAsReceived() override {
         transport();
         QByteArray header;
-        const QByteArray data = m_reader.readBlock(m_timeoutMs, &header);
+        const QByteArray data =
+            guarded([&] { return m_reader.readBlock(m_timeoutMs, this->ReadLimit(), &header); });
         return header + data;
     }
 
     QByteArray ReadResponse(bool& isBlock) override {
         transport();
-        isBlock = m_reader.nextIsBlock(m_timeoutMs);
-        return isBlock ? ReadIEEEBlockAsReceived() : m_reader.readLine(m_timeoutMs);
+        isBlock = guarded([&] { return m_reader.nextIsBlock(m_timeoutMs); });
+        return isBlock ? ReadIEEEBlockAsReceived() : ReadString(QStringLiteral("K")).toLatin1();
     }
 
     QString Query(const QString& command) override {
@@ -91,6 +93,23 @@ protected:
     }
 
 private:
+    // A read that ended at a size or time bound leaves the rest of its reply on the way: the bus is
+    // cleared so that the next command gets its own reply.
+    template <typename Read> decltype(auto) guarded(Read&& read) {
+        try {
+            return std::forward<Read>(read)();
+        } catch (const IOError&) {
+            if (m_reader.overran()) {
+                try {
+                    m_transport->clear(m_timeoutMs);
+                } catch (const IOError&) {
+                    // The read's own error says more than a failed clear.
+                }
+            }
+            throw;
+        }
+    }
+
     QString m_ioType;
     QString m_resource;
     std::unique_ptr<RawTransport> m_transport;

@@ -2,6 +2,7 @@
 #include "IolibTestSupport.h"
 #include "iolib/RawTransport.h"
 
+#include <chrono>
 #include <deque>
 #include <thread>
 
@@ -11,6 +12,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kTimeoutMs = 1000;
+constexpr qsizetype kLimit = 1 << 20;
 constexpr bool G = true;  // a bus with END
 constexpr bool S = false; // a bus without
 
@@ -128,10 +130,10 @@ TEST(BufferedReader, ReadsGiveTheDataOrTheRightError) {
             for (const Read& r : c.reads) {
                 QByteArray got(r.data.size(), '?');
                 try {
-                    if (r.op == Block) got = reader.readBlock(kTimeoutMs);
+                    if (r.op == Block) got = reader.readBlock(kTimeoutMs, kLimit);
                     if (r.op == Line) got = reader.readLine(kTimeoutMs);
                     if (r.op == Bytes && intoCaller) reader.readInto(got.data(), got.size(), kTimeoutMs);
-                    if (r.op == Bytes && !intoCaller) got = reader.readBytes(got.size(), kTimeoutMs);
+                    if (r.op == Bytes && !intoCaller) got = reader.readBytes(got.size(), kTimeoutMs, kLimit);
                     error.reset();
                 } catch (const IOError& e) {
                     error = e.kind();
@@ -161,7 +163,93 @@ TEST(BufferedReader, KeepsWaitingWhileBytesKeepArriving) {
         }
     } transport(S, {A("#215abcdefghijklmno\n")});
     BufferedReader reader(transport, u"TEST0"_s);
-    EXPECT_EQ(reader.readBlock(200), QByteArray("abcdefghijklmno"));
+    EXPECT_EQ(reader.readBlock(200, kLimit), QByteArray("abcdefghijklmno"));
 }
 
 } // namespace
+
+namespace {
+
+// A bus that never stops sending: the same bytes on every read, after an optional pause.
+class EndlessTransport : public RawTransport {
+public:
+    EndlessTransport(QByteArray first, QByteArray chunk, int pauseMs)
+        : m_first(std::move(first)), m_chunk(std::move(chunk)), m_pauseMs(pauseMs) {}
+    ReadChunk read(qsizetype maxBytes, int) override {
+        if (m_pauseMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(m_pauseMs));
+        QByteArray data = m_first.isEmpty() ? m_chunk : std::exchange(m_first, {});
+        m_sent += data.left(maxBytes).size();
+        return {data.left(maxBytes), false, ReadChunk::Ok};
+    }
+    void write(const QByteArray&, int) override {}
+    bool hasEnd() const override { return false; }
+    void clear(int) override {}
+    void close() override {}
+    qsizetype sent() const { return m_sent; }
+
+private:
+    QByteArray m_first, m_chunk;
+    int m_pauseMs;
+    qsizetype m_sent = 0;
+};
+
+} // namespace
+
+// An instrument that announces a huge block, sends a line without end, or trickles forever: every read
+// ends at its size or total-time bound, with the sizes in the message, having taken little memory.
+TEST(BufferedReader, EveryReadEndsAtItsBounds) {
+    struct Case {
+        const char* name;
+        QByteArray first, chunk;
+        int pauseMs;
+        Op op;
+        IOError::Kind kind;
+        const char* message;
+    };
+    const QByteArray lots(64 * 1024, 'x');
+    const Case cases[] = {
+        {"huge announced block", "#9999999999", lots, 0, Block, IOError::TooLarge,
+         "a block of 999999999 bytes is announced; this read takes at most 1048576 bytes"},
+        {"endless line sent fast",
+         {},
+         lots,
+         0,
+         Line,
+         IOError::TooLarge,
+         "a reply line grew past 1048576 bytes"},
+        {"line trickling a byte at a time",
+         {},
+         "x",
+         5,
+         Line,
+         IOError::Timeout,
+         "did not complete within 500 ms, the bound for the whole read"},
+        {"block trickling a byte at a time", "#3999", "x", 5, Block, IOError::Timeout,
+         "did not complete within 500 ms, the bound for the whole read"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EndlessTransport transport(c.first, c.chunk, c.pauseMs);
+        BufferedReader reader(transport, u"TCPIP0::127.0.0.1::5025::SOCKET"_s);
+        try {
+            if (c.op == Block) reader.readBlock(50, kLimit);
+            if (c.op == Line) reader.readLine(50, kLimit);
+            ADD_FAILURE() << "the read ended without an error";
+        } catch (const IOError& e) {
+            EXPECT_EQ(e.kind(), c.kind);
+            const std::string what = e.what();
+            EXPECT_EQ(what.rfind("TCPIP0::127.0.0.1::5025::SOCKET: ", 0), 0u) << what;
+            EXPECT_NE(what.find(c.message), std::string::npos) << what;
+        }
+        EXPECT_TRUE(reader.overran());
+        EXPECT_EQ(reader.buffered(), 0) << "what arrived of the refused reply is dropped";
+        EXPECT_LE(transport.sent(), 2 * kLimit) << "read on long after the bound";
+    }
+}
+
+TEST(BufferedReader, CountedReadsAboveTheLimitAreRefusedUpFront) {
+    ScriptedTransport transport(S, {A("abc")});
+    BufferedReader reader(transport, u"COM1"_s);
+    EXPECT_THROW(reader.readBytes(kLimit + 1, kTimeoutMs, kLimit), IOError);
+    EXPECT_EQ(reader.readBytes(3, kTimeoutMs, kLimit), QByteArray("abc"));
+}
