@@ -67,6 +67,7 @@ void ScopeTavrel::Reset() {
 }
 
 QString ScopeTavrel::Identify() {
+    const CorvaneIOUtilsLib::ReadLimitScope limit(IO(), kMaxIdentityBytes);
     return IO().Query(QStringLiteral("*IDN?")).trimmed();
 }
 

@@ -46,7 +46,11 @@ void TraceTavrel::GetData(qint32 memory, QVector<double>& time, QVector<double>&
         m_scope.QueryText(kSelectFormat + header(memory, QStringLiteral("PREamble?"))));
     auto& io = m_scope.IO();
     io.WriteString(header(memory, QStringLiteral("DATA?\n")));
-    const QByteArray block = io.ReadIEEEBlock();
+    // The block holds what the preamble announced, at most eight bytes a point.
+    const QByteArray block = [&] {
+        const CorvaneIOUtilsLib::ReadLimitScope limit(io, std::max<qint64>(preamble.points, 1) * 8);
+        return io.ReadIEEEBlock();
+    }();
     if (block.isEmpty() && preamble.points > 0) m_scope.CheckInstrumentErrors();
     ConvertWaveform(preamble, block, true, time, data);
 }

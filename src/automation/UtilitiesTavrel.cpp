@@ -9,6 +9,7 @@ namespace BrumelTB {
 QVariant UtilitiesTavrel::ReadStateData() {
     auto& io = m_scope.IO();
     io.WriteString(QStringLiteral(":SYSTem:SETup?\n"));
+    const CorvaneIOUtilsLib::ReadLimitScope limit(io, kMaxLearnStringBytes);
     return io.ReadIEEEBlockAsReceived();
 }
 
@@ -55,7 +56,10 @@ QStringList UtilitiesTavrel::ReadErrors() {
 QByteArray UtilitiesTavrel::ScreenImageData(const QString& format) {
     auto& io = m_scope.IO();
     io.WriteString(QStringLiteral(":DISPlay:DATA? %1\n").arg(format));
-    const QByteArray image = io.ReadIEEEBlock();
+    const QByteArray image = [&] {
+        const CorvaneIOUtilsLib::ReadLimitScope limit(io, kMaxScreenImageBytes);
+        return io.ReadIEEEBlock();
+    }();
     if (image.isEmpty()) {
         m_scope.CheckInstrumentErrors();
         throw ServerError(QStringLiteral("the instrument sent an empty screen image"));

@@ -13,6 +13,10 @@ class ScopeTavrel;
 // document alike. A scope's front-panel state is a few kilobytes; the bound keeps a hostile block
 // header or file from taking memory, and keeps every document that holds setups readable.
 constexpr qsizetype kMaxLearnStringBytes = 1024 * 1024;
+// A screen image file: an uncompressed BMP of a large display is a few megabytes.
+constexpr qsizetype kMaxScreenImageBytes = 32 * 1024 * 1024;
+// An identification line ("maker,model,serial,firmware") is well under a hundred characters.
+constexpr qsizetype kMaxIdentityBytes = 4096;
 
 // Common instrument utilities: the learn string (the instrument's whole front-panel state) and the
 // instrument's model and firmware version.

@@ -155,20 +155,34 @@ void convertAscii(const WaveformPreamble& p, const QByteArray& block, QVector<do
 
 } // namespace
 
+QString WaveformPreamble::Quoted(const QString& reply) {
+    constexpr qsizetype kShown = 80;
+    QString shown;
+    for (const QChar c : reply.left(kShown)) {
+        const char16_t u = c.unicode();
+        shown += (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0))
+                     ? QStringLiteral("\\x%1").arg(static_cast<int>(u), 2, 16, QLatin1Char('0'))
+                     : QString(c);
+    }
+    if (reply.size() > kShown)
+        return QStringLiteral("\"%1...\" (%2 characters)").arg(shown).arg(reply.size());
+    return QStringLiteral("\"%1\"").arg(shown);
+}
+
 WaveformPreamble WaveformPreamble::Parse(const QString& reply) {
     const QStringList fields = reply.trimmed().split(QLatin1Char(','));
     if (fields.size() != kPreambleFields)
-        throw ServerError(QStringLiteral("the waveform preamble \"%1\" does not have %2 fields")
-                              .arg(reply.trimmed())
+        throw ServerError(QStringLiteral("the reply %1 is not a waveform preamble of %2 fields")
+                              .arg(Quoted(reply.trimmed()))
                               .arg(kPreambleFields));
     double numbers[kPreambleFields];
     for (int i = 0; i < kPreambleFields; ++i) {
         bool ok = false;
         numbers[i] = fields[i].trimmed().toDouble(&ok);
         if (!ok)
-            throw ServerError(QStringLiteral("field %1 of the waveform preamble \"%2\" is not a number")
+            throw ServerError(QStringLiteral("field %1 of the waveform preamble %2 is not a number")
                                   .arg(i + 1)
-                                  .arg(reply.trimmed()));
+                                  .arg(Quoted(reply.trimmed())));
     }
     WaveformPreamble p;
     p.format = static_cast<int>(numbers[0]);

@@ -25,6 +25,8 @@ struct WaveformPreamble {
 
     // The ten comma-separated fields; ServerError when the reply is not a preamble.
     static WaveformPreamble Parse(const QString& reply);
+    // A reply as an error message shows it: quoted, control characters escaped, a long one shortened.
+    static QString Quoted(const QString& reply);
 };
 
 // Times and values of a data block in one pass over it, written into time and values (resized to

@@ -64,6 +64,15 @@ qint64 readBlockLength(CorvaneIOUtilsLib::IOSession& io) {
 // hold exactly samples WORD codes; an empty block is left to the caller (the source had no data).
 template <typename Sink> qint64 receiveWords(CorvaneIOUtilsLib::IOSession& io, qint64 samples, Sink&& sink) {
     const qint64 length = readBlockLength(io);
+    if (length > samples * kWordBytes) {
+        // More than the preamble allows is no reason to read on: the rest is dropped with a clear.
+        io.Clear();
+        throw ServerError(QStringLiteral("the instrument announces a block of %1 bytes for a waveform of %2 "
+                                         "WORD samples (%3 bytes)")
+                              .arg(length)
+                              .arg(samples)
+                              .arg(samples * kWordBytes));
+    }
     // A block of another size is read all the same, so that the session stays in step. Each slice
     // lands in one buffer straight from the bus and is converted while it is still in the cache.
     const bool fits = length == 0 || length == samples * kWordBytes;
@@ -195,10 +204,12 @@ const MnemonicTable<Tavrel_AnalogChannels>& WaveformTavrel::SourceTable() {
 
 WaveformPreamble WaveformTavrel::selectWordSource(const QString& source, Tavrel_WaveformPoints points) {
     const QString command = kSelect.arg(source, PointsTable().Mnemonic(points));
-    const WaveformPreamble preamble = WaveformPreamble::Parse(m_scope.QueryText(command));
+    const QString reply = m_scope.QueryText(command);
+    const WaveformPreamble preamble = WaveformPreamble::Parse(reply);
     if (preamble.format != WaveformPreamble::Word)
-        throw ServerError(
-            QStringLiteral("the instrument describes WORD data as format %1").arg(preamble.format));
+        throw ServerError(QStringLiteral("the instrument describes WORD data as format %1 in the preamble %2")
+                              .arg(preamble.format)
+                              .arg(WaveformPreamble::Quoted(reply)));
     if (preamble.points > kMaxPoints)
         throw ServerError(QStringLiteral("the waveform preamble announces %1 points").arg(preamble.points));
     m_scope.IO().WriteString(kData);

@@ -19,6 +19,8 @@ namespace {
 
 const QString kClassName = QStringLiteral("CQueryInstrument");
 const QString kQuery = QStringLiteral("*IDN?");
+// An identification line is well under a hundred characters; a longer reply is not one.
+constexpr qsizetype kIdentityReplyLimit = 4096;
 const QString kSerialType = QStringLiteral("ASRL");
 const QString kReadFormat = QStringLiteral("K");
 const QString kSerialTypeCondition = QStringLiteral("(iioInstrument.IOType = 'ASRL')");
@@ -99,6 +101,7 @@ qint16 CQueryInstrument::GPIBIDNQuery(const QString& address, QString& reply) {
     if (!session) return IdentificationResult::PortNotFound;
     try {
         session->SetTimeout(kQueryTimeoutMs);
+        session->SetReadLimit(kIdentityReplyLimit);
         session->Clear();
         session->WriteString(kQuery);
         Wait(m_delayMs);
@@ -152,6 +155,7 @@ qint16 CQueryInstrument::exchangeRS232(IOSession& session, const QString& port, 
         serial->SetStopBits(kStopBits);
     }
     session.SetTimeout(kQueryTimeoutMs);
+    session.SetReadLimit(kIdentityReplyLimit);
     session.Clear();
 
     // A bare line end, sent as it is and without flow control, ends any half-received command.
@@ -179,8 +183,10 @@ qint16 CQueryInstrument::exchangeRS232(IOSession& session, const QString& port, 
 void CQueryInstrument::FlushRXBuffer(IOSession& session) {
     const int saved = session.Timeout();
     session.SetTimeout(kFlushTimeoutMs);
+    // An instrument that never stops sending must not hold the flush forever.
+    constexpr int kMaxFlushBytes = 64 * 1024;
     try {
-        for (;;)
+        for (int i = 0; i < kMaxFlushBytes; ++i)
             session.ReadBytes(1);
     } catch (const IOError&) {
         // The timeout is how the loop ends.
