@@ -140,7 +140,8 @@ int runIdn(CliContext& context) {
     // in the instrument test's own words.
     if (code == IdentificationResult::NotFound || code == IdentificationResult::PortNotFound) {
         const QString message = IdentificationMessage(code, address, reply, isGPIB, false);
-        context.printError(QStringLiteral("tavrel: %1").arg(message.section(QStringLiteral("\r\n"), 0, 0)));
+        context.printError(QStringLiteral("tavrel: %1: %2")
+                               .arg(TerminalText(address), message.section(QStringLiteral("\r\n"), 0, 0)));
         return 1;
     }
     return 0;

@@ -13,8 +13,8 @@
 #include "base/Diagnostics.h"
 #include "base/Localization.h"
 #include "base/PropertyBag.h"
-#include "discovery/CQueryInstrument.h"
 #include "base/PropertySteps.h"
+#include "discovery/CQueryInstrument.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 #include "iolib/SerialSession.h"
@@ -191,7 +191,10 @@ template <typename Body> decltype(auto) CTavrelEZ::callServer(Body&& body) {
     try {
         return std::forward<Body>(body)(server);
     } catch (const BrumelTB::ServerError& e) {
-        throw TavrelErrorFromServer(e);
+        // The I/O library's messages begin with the address; the instrument's refusals name it here.
+        TavrelError error = TavrelErrorFromServer(e);
+        error.withDetail(QStringLiteral("the instrument at %1").arg(m_strAutomationServerAddress));
+        throw error;
     } catch (const CorvaneIOUtilsLib::IOError& e) {
         throw TavrelErrorFromIO(e);
     }
