@@ -3,6 +3,7 @@
 namespace tavrelsim {
 
 void ScpiFramer::reset() {
+    m_discarding = false;
     m_pending.clear();
     m_state = Normal;
     m_dataLeft = 0;
@@ -17,6 +18,21 @@ QList<QByteArray> ScpiFramer::feed(const QByteArray& bytes, bool end) {
     QList<QByteArray> out;
     for (qsizetype i = 0; i < bytes.size(); ++i) {
         const char c = bytes.at(i);
+        if (m_discarding) {
+            // Everything up to the next line end belongs to the dropped message, block data included.
+            const qsizetype stop = bytes.indexOf('\n', i);
+            if (stop < 0) break;
+            i = stop;
+            reset();
+            continue;
+        }
+        if (m_pending.size() > kMaxMessageBytes) {
+            m_pending.clear();
+            m_discarding = true;
+            ++m_overflows;
+            --i;
+            continue;
+        }
         if (m_state == BlockData) {
             // Copy the rest of the block in one go: its bytes are not looked at.
             const qsizetype take = qMin<qint64>(m_dataLeft, bytes.size() - i);
@@ -69,6 +85,7 @@ QList<QByteArray> ScpiFramer::feed(const QByteArray& bytes, bool end) {
             break;
         }
     }
+    if (end && m_discarding) reset();
     if (end && !idle()) finish(out);
     return out;
 }

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <utility>
 
 namespace tavrelsim {
 
@@ -9,6 +10,12 @@ namespace tavrelsim {
 // that the data of a definite-length block is counted, not scanned, so it may hold "\n" bytes.
 class ScpiFramer {
 public:
+    // The longest program message taken (a learn string is a few kilobytes): the rest of a longer
+    // one is dropped up to its terminator, so a client that never ends a line cannot grow us.
+    static constexpr qsizetype kMaxMessageBytes = 16 * 1024 * 1024;
+    // How many messages were dropped for their length since the last call.
+    int takeOverflows() { return std::exchange(m_overflows, 0); }
+
     // Returns the messages completed by these bytes, without their terminators. end: the last
     // byte carried END, which terminates whatever is pending (a block cut short included).
     QList<QByteArray> feed(const QByteArray& bytes, bool end);
@@ -25,6 +32,8 @@ private:
     int m_digitsLeft = 0;
     qint64 m_length = 0;
     qint64 m_dataLeft = 0;
+    bool m_discarding = false;
+    int m_overflows = 0;
 };
 
 } // namespace tavrelsim

@@ -30,6 +30,8 @@ QByteArray ScpiError::text(int code) {
         return "Invalid block data";
     case DataOutOfRange:
         return "Data out of range";
+    case TooMuchData:
+        return "Too much data";
     case IllegalParameterValue:
         return "Illegal parameter value";
     case DataStale:

@@ -20,6 +20,7 @@ enum Code {
     InvalidStringData = -151,
     InvalidBlockData = -161,
     DataOutOfRange = -222,
+    TooMuchData = -223,
     IllegalParameterValue = -224,
     DataStale = -230, // no waveform acquired yet
     QueueOverflow = -350,

@@ -20,6 +20,8 @@ public:
     // message: one program message without its terminator. outputQueued: responses are waiting
     // to be read (the MAV bit of the status byte).
     virtual SimResponse execute(const QByteArray& message, bool outputQueued) = 0;
+    // A program message longer than the input buffer holds was dropped unread.
+    virtual void overflowed() {}
 };
 
 } // namespace tavrelsim

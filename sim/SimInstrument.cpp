@@ -15,6 +15,8 @@ void SimInstrument::receive(const QByteArray& bytes, bool end, const SimSerialSe
     if (!hears(host)) return; // framing and parity errors: nothing the parser could use
     for (const QByteArray& message : m_input.feed(bytes, end))
         queue(m_device->execute(message, !m_output.empty()));
+    for (int dropped = m_input.takeOverflows(); dropped > 0; --dropped)
+        m_device->overflowed();
 }
 
 void SimInstrument::queue(SimResponse response) {

@@ -30,6 +30,7 @@ public:
     explicit TavrelScope(ScopeIdentity identity = {}, SimFaults faults = {});
     QString model() const override { return m_id.model; }
     SimResponse execute(const QByteArray& message, bool outputQueued) override;
+    void overflowed() override { m_status.push(ScpiError::TooMuchData); }
 
     // What the command handlers work on.
     ScopeState& state() { return m_state; }

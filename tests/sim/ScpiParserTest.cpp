@@ -169,4 +169,22 @@ TEST(ScpiFramer, CutsMessagesWhereTheyEnd) {
     }
 }
 
+// A client that never ends its line, or announces a block it never stops sending, costs the server
+// no more than one message's worth of memory: the rest is dropped up to the next line end (block
+// counts included), the next message is heard and the loss is reported.
+TEST(ScpiFramer, DropsAMessageLongerThanItTakes) {
+    const QByteArray megabyte(1024 * 1024, 'x');
+    for (const QByteArray& start : {QByteArray("X "), QByteArray("X #9999999999")}) {
+        ScpiFramer framer;
+        QList<QByteArray> got = framer.feed(start, false);
+        for (int i = 0; i < 20; ++i)
+            got += framer.feed(megabyte, false);
+        got += framer.feed("\n*IDN?\n", false);
+        EXPECT_EQ(got.size(), 1);
+        EXPECT_EQ(got.value(0), "*IDN?");
+        EXPECT_EQ(framer.takeOverflows(), 1);
+        EXPECT_EQ(framer.takeOverflows(), 0);
+    }
+}
+
 } // namespace
