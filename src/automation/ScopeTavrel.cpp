@@ -46,7 +46,14 @@ void ScopeTavrel::Open(const QString& address) {
     Close();
     if (!m_manager) throw ServerError(QStringLiteral("no I/O manager to open %1 with").arg(address));
     m_session = m_manager->Open(address);
+    m_session->SetReadLimit(m_readLimit);
     m_connectionName = m_session->ResourceName();
+}
+
+void ScopeTavrel::SetReadLimit(qsizetype bytes) {
+    if (bytes <= 0) throw ServerError(QStringLiteral("a read limit of %1 bytes").arg(bytes));
+    m_readLimit = bytes;
+    if (m_session) m_session->SetReadLimit(bytes);
 }
 
 void ScopeTavrel::Close() {

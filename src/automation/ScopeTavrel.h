@@ -2,6 +2,7 @@
 
 #include "automation/CEnums.h"
 #include "automation/WaveformTavrel.h"
+#include "iolib/IOSession.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -42,6 +43,10 @@ public:
 
     // The open I/O session; throws ServerError when nothing is open.
     CorvaneIOUtilsLib::IOSession& IO();
+    // The most one raw read of the host's (ReadBytes, Enter) takes, in bytes: a larger reply ends with
+    // an I/O error and nothing is allocated for it. The setting holds for later connections too.
+    qsizetype ReadLimit() const { return m_readLimit; }
+    void SetReadLimit(qsizetype bytes);
     // The name of the I/O connection: the resource the session was opened on.
     QString ConnectionName() const { return m_connectionName; }
 
@@ -105,6 +110,7 @@ private:
 
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> m_manager;
     std::unique_ptr<CorvaneIOUtilsLib::IOSession> m_session;
+    qsizetype m_readLimit = CorvaneIOUtilsLib::IOSession::kDefaultReadLimit;
     QString m_connectionName;
     std::unique_ptr<UtilitiesTavrel> m_utilities;
     std::unique_ptr<AcquisitionTavrel> m_acquisition;

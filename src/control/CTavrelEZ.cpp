@@ -101,6 +101,7 @@ void CTavrelEZ::open() {
     prepareInstrument();
 
     m_server = std::make_unique<BrumelTB::ScopeTavrel>(m_ioManager);
+    m_server->SetReadLimit(m_readLimit);
     m_server->Open(m_strAutomationServerAddress);
     m_strConnectionName = m_server->ConnectionName();
     emit ConnectionNameChanged(m_strConnectionName);
@@ -259,6 +260,12 @@ void CTavrelEZ::Enter(QVariant& inputBuffer, const QVariant& format) {
 
 void CTavrelEZ::Output(const QVariant& outputBuffer) {
     callServer([&](BrumelTB::ScopeTavrel& s) { s.Output(outputBuffer.toString()); });
+}
+
+void CTavrelEZ::SetReadLimit(qint64 bytes) {
+    if (bytes <= 0) throw InvalidPropertyValueError();
+    m_readLimit = bytes;
+    if (m_server) m_server->SetReadLimit(bytes);
 }
 
 void CTavrelEZ::ReadBytes(qint32& count, QByteArray& buffer) {

@@ -3,6 +3,7 @@
 #include "automation/CEnums.h"
 #include "automation/WaveformTavrel.h"
 #include "base/TavrelError.h"
+#include "iolib/IOSession.h"
 #include "setups/SetupInstrument.h"
 
 #include <QImage>
@@ -98,6 +99,9 @@ public:
     // An invalid format means none was given: the server then reads text ("K").
     void Enter(QVariant& inputBuffer, const QVariant& format = QVariant());
     void Output(const QVariant& outputBuffer);
+    // The most one raw read (ReadBytes, Enter) takes; 64 MiB unless the host raises it.
+    qint64 ReadLimit() const { return m_readLimit; }
+    void SetReadLimit(qint64 bytes);
     // count: the bytes wanted on the way in, the bytes read on the way out.
     void ReadBytes(qint32& count, QByteArray& buffer);
     void WriteBytes(qint32 count, const QByteArray& buffer);
@@ -125,6 +129,7 @@ private:
     bool m_bCheckIDOnInitialize = false;
     bool m_bInstrumentConnected = false;
     QString m_strAutomationServerAddress;
+    qint64 m_readLimit = CorvaneIOUtilsLib::IOSession::kDefaultReadLimit;
     bool m_bDebugEnabled = false;
     bool m_bIsSerial = false;
     QString m_strConnectionName;

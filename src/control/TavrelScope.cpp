@@ -6,9 +6,9 @@
 #include "base/Localization.h"
 #include "base/MessageBoxSeam.h"
 #include "base/PropertyBag.h"
+#include "base/PropertySteps.h"
 #include "control/CTavrelEZ.h"
 #include "control/PropertyPagesSeam.h"
-#include "base/PropertySteps.h"
 #include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 #include "tavrel/Version.h"
@@ -375,6 +375,14 @@ void TavrelScope::Enter(QVariant& inputBuffer, const QVariant& format) {
 
 void TavrelScope::Output(const QVariant& outputBuffer) {
     Reported(kClass, "Output", [&] { m_session->Output(outputBuffer); });
+}
+
+qint64 TavrelScope::ReadLimit() const {
+    return m_session->ReadLimit();
+}
+
+void TavrelScope::SetReadLimit(qint64 bytes) {
+    Reported(kClass, "SetReadLimit", [&] { m_session->SetReadLimit(bytes); });
 }
 
 void TavrelScope::ReadBytes(qint32& count, QByteArray& buffer) {

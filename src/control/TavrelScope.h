@@ -143,6 +143,10 @@ public:
     void Enter(QVariant& inputBuffer, const QVariant& format = QVariant());
     Q_INVOKABLE void Output(const QVariant& outputBuffer);
     void ReadBytes(qint32& count, QByteArray& buffer);
+    // The most one raw read (ReadBytes, Enter) takes, in bytes: 64 MiB unless the host raises it. A
+    // larger reply ends with an error, and nothing is allocated for it.
+    Q_INVOKABLE qint64 ReadLimit() const;
+    Q_INVOKABLE void SetReadLimit(qint64 bytes);
     void WriteBytes(qint32 count, const QByteArray& buffer);
     void GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points, QVector<double>& time,
                          QVector<double>& data);

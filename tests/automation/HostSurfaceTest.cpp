@@ -125,6 +125,25 @@ TEST(HostSurface, BytesGoOutAndComeBackCounted) {
     EXPECT_TRUE(c.control.Utilities().ReadErrors().isEmpty()) << "only the first 6 bytes were sent";
 }
 
+// A raw read takes no more than the host allows, and the next read after a refused one works.
+TEST(HostSurface, RawReadsTakeNoMoreThanTheReadLimit) {
+    Control c;
+    EXPECT_EQ(c.control.ReadLimit(), 64 * 1024 * 1024);
+    EXPECT_EQ(ErrorNumberOf([&] { c.control.SetReadLimit(0); }), ErrorNumber::InvalidPropertyValue);
+    c.connect();
+    c.control.SetReadLimit(10);
+    QVariant buffer;
+    c.control.Output(QStringLiteral("*IDN?"));
+    EXPECT_EQ(ErrorNumberOf([&] { c.control.Enter(buffer); }), ErrorNumber::ConnectionFailed);
+    qint32 count = 11;
+    QByteArray bytes;
+    EXPECT_EQ(ErrorNumberOf([&] { c.control.ReadBytes(count, bytes); }), ErrorNumber::ConnectionFailed);
+    c.control.SetReadLimit(4096);
+    c.control.Output(QStringLiteral("*IDN?"));
+    c.control.Enter(buffer);
+    EXPECT_TRUE(buffer.toString().startsWith(QStringLiteral("CORVANE"))) << "the next read works";
+}
+
 TEST(HostSurface, FailuresBelowReachTheHostAsTavrelErrors) {
     Control c;
     c.connect();
