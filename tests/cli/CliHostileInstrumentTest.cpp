@@ -1,6 +1,7 @@
 // A broken or hostile LAN instrument against every command that reads from one: whatever it sends,
 // the command ends within its bounds of time and memory with a clear error naming the address.
 #include "support/CliRunner.h"
+#include "support/LoopbackListener.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -22,16 +23,8 @@ enum class Fault { HugeBlock, EndlessLine, Trickle, Nonsense, ClosedMidBlock, Re
 class HostileInstrument {
 public:
     explicit HostileInstrument(Fault fault) : m_fault(fault) {
-        m_fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-            ::listen(m_fd, 4) != 0 ||
-            ::getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-            return;
-        m_port = ntohs(address.sin_port);
+        m_fd = ListenOnLoopback(m_port);
+        if (m_fd < 0) return;
         m_thread = std::thread([this] { serve(); });
     }
     ~HostileInstrument() {

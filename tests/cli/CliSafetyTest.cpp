@@ -1,6 +1,7 @@
 // What the tool does with hostile surroundings: things planted in the shared temporary folder,
 // texts that would drive a terminal, and a LAN instrument that waits for the end of the command.
 #include "support/CliRunner.h"
+#include "support/LoopbackListener.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,16 +25,8 @@ namespace {
 class LineListener {
 public:
     explicit LineListener(QByteArray reply) : m_reply(std::move(reply)) {
-        m_fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-            ::listen(m_fd, 4) != 0 ||
-            ::getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-            return;
-        m_port = ntohs(address.sin_port);
+        m_fd = ListenOnLoopback(m_port);
+        if (m_fd < 0) return;
         m_thread = std::thread([this] { serve(); });
     }
     ~LineListener() {
