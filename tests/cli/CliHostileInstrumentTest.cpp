@@ -158,7 +158,7 @@ TEST(HostileInstrument, EveryReadingCommandEndsWithinItsBounds) {
                 << "a terminal escape got through";
         }
     }
-    EXPECT_LT(peakChildMemoryKb(), 300 * 1024) << "a command took memory for what it was refusing";
+    EXPECT_LT(peakChildMemoryKb(), 128 * 1024) << "a command took memory for what it was refusing";
     // The next command on a good instrument works.
     EXPECT_EQ(RunTavrel({"--sim", "idn", "GPIB0::7::INSTR"}).exitCode, 0);
 }
