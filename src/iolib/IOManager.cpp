@@ -21,7 +21,11 @@ QString prefixOf(ResourceAddress::Kind kind) {
     case ResourceAddress::Com:
         return QStringLiteral("COM");
     case ResourceAddress::TcpSocket:
+    case ResourceAddress::Vxi11:
+    case ResourceAddress::Hislip:
         return QStringLiteral("TCPIP");
+    case ResourceAddress::Usb:
+        return QStringLiteral("USB");
     }
     return {};
 }
@@ -104,6 +108,10 @@ std::unique_ptr<IOSession> IOManager::Open(const QString& address) const {
     const ResourceAddress parsed = ResourceAddress::parse(address);
     for (const auto& backend : m_backends)
         if (backend->kinds().contains(parsed.kind)) return backend->open(parsed);
+    if (parsed.kind != ResourceAddress::Gpib && parsed.kind != ResourceAddress::Com)
+        throw IOError(
+            IOError::Unsupported,
+            QStringLiteral("%1: this address form is not supported here").arg(parsed.resourceName()));
     throw IOError(
         IOError::NotFound,
         QStringLiteral("%1: there are no %2 ports here").arg(parsed.resourceName(), prefixOf(parsed.kind)));

@@ -74,6 +74,86 @@ void parseSerialKeywords(const QString& text, const QString& list, SerialSetting
     }
 }
 
+int boardNumber(const QString& text, const QString& digits) {
+    if (digits.size() > 2) bad(text, QStringLiteral("the board number is 0..99"));
+    return digits.isEmpty() ? 0 : digits.toInt();
+}
+
+// "TCPIP<n>::<host>::<port>::SOCKET", "TCPIP<n>::<host>[::<device>]::INSTR".
+ResourceAddress parseLan(const QString& text, const QString& trimmed) {
+    static const QRegularExpression form(
+        QStringLiteral("^TCPIP(\\d*)::([^:\\s]+)(?:::([^:\\s]+))?::(SOCKET|INSTR)$"),
+        QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = form.match(trimmed);
+    if (!match.hasMatch())
+        bad(text, QStringLiteral("a LAN address is TCPIP<n>::<host>::<port>::SOCKET or "
+                                 "TCPIP<n>::<host>[::<device>]::INSTR"));
+    ResourceAddress address;
+    address.lanBoard = boardNumber(text, match.captured(1));
+    address.host = match.captured(2);
+    const QString third = match.captured(3);
+    if (match.captured(4).compare(QStringLiteral("SOCKET"), Qt::CaseInsensitive) == 0) {
+        bool ok = false;
+        const int port = third.toInt(&ok);
+        if (!ok || port < 1 || port > 65535 || third.size() > 5)
+            bad(text, QStringLiteral("the TCP port must be 1..65535"));
+        address.kind = ResourceAddress::TcpSocket;
+        address.tcpPort = static_cast<quint16>(port);
+        return address;
+    }
+    static const QRegularExpression hislip(QStringLiteral("^hislip(\\d+)(?:,(\\d+))?$"),
+                                           QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch hislipMatch = hislip.match(third);
+    if (hislipMatch.hasMatch()) {
+        address.kind = ResourceAddress::Hislip;
+        address.device = QStringLiteral("hislip") + hislipMatch.captured(1);
+        address.tcpPort = ResourceAddress::kHislipDefaultPort;
+        if (hislipMatch.capturedStart(2) >= 0) {
+            const int port = hislipMatch.captured(2).toInt();
+            if (port < 1 || port > 65535 || hislipMatch.captured(2).size() > 5)
+                bad(text, QStringLiteral("the HiSLIP port must be 1..65535"));
+            address.tcpPort = static_cast<quint16>(port);
+        }
+        return address;
+    }
+    if (third.startsWith(QStringLiteral("hislip"), Qt::CaseInsensitive))
+        bad(text, QStringLiteral("a HiSLIP device is hislip<n> or hislip<n>,<port>"));
+    address.kind = ResourceAddress::Vxi11;
+    address.device = third.isEmpty() ? QStringLiteral("inst0") : third;
+    return address;
+}
+
+quint16 usbId(const QString& text, const QString& what, const QString& value) {
+    bool ok = false;
+    const uint id = value.startsWith(QStringLiteral("0x"), Qt::CaseInsensitive) ? value.mid(2).toUInt(&ok, 16)
+                                                                                : value.toUInt(&ok, 10);
+    if (!ok || id > 0xFFFF) bad(text, QStringLiteral("the %1 id must be 0..0xFFFF").arg(what));
+    return static_cast<quint16>(id);
+}
+
+// "USB<n>::<vendor>::<product>::<serial>[::<interface>]::INSTR".
+ResourceAddress parseUsb(const QString& text, const QString& trimmed) {
+    static const QRegularExpression form(
+        QStringLiteral("^USB(\\d*)::([^:\\s]+)::([^:\\s]+)::([^:\\s]+)(?:::(\\d+))?::INSTR$"),
+        QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = form.match(trimmed);
+    if (!match.hasMatch())
+        bad(text,
+            QStringLiteral("a USB address is USB<n>::<vendor>::<product>::<serial>[::<interface>]::INSTR"));
+    ResourceAddress address;
+    address.kind = ResourceAddress::Usb;
+    address.usbBoard = boardNumber(text, match.captured(1));
+    address.usbVendor = usbId(text, QStringLiteral("vendor"), match.captured(2));
+    address.usbProduct = usbId(text, QStringLiteral("product"), match.captured(3));
+    address.usbSerial = match.captured(4);
+    if (match.capturedStart(5) >= 0) {
+        if (match.captured(5).size() > 3 || match.captured(5).toInt() > 255)
+            bad(text, QStringLiteral("the USB interface number is 0..255"));
+        address.usbInterface = match.captured(5).toInt();
+    }
+    return address;
+}
+
 } // namespace
 
 ResourceAddress ResourceAddress::parse(const QString& text) {
@@ -117,28 +197,8 @@ ResourceAddress ResourceAddress::parse(const QString& text) {
         return address;
     }
 
-    if (upper.startsWith(QStringLiteral("TCPIP"))) {
-        static const QRegularExpression form(QStringLiteral("^TCPIP(\\d*)::([^:\\s]+)::(\\d+)::SOCKET$"),
-                                             QRegularExpression::CaseInsensitiveOption);
-        const QRegularExpressionMatch match = form.match(trimmed);
-        if (!match.hasMatch())
-            throw IOError(IOError::Unsupported,
-                          QStringLiteral("\"%1\": this TCPIP address form is not supported yet "
-                                         "(only TCPIP<n>::<host>::<port>::SOCKET)")
-                              .arg(text));
-        const int port = match.captured(3).toInt();
-        if (port < 1 || port > 65535 || match.captured(3).size() > 5)
-            bad(text, QStringLiteral("the TCP port must be 1..65535"));
-        address.kind = TcpSocket;
-        address.lanBoard = match.captured(1).isEmpty() ? 0 : match.captured(1).toInt();
-        address.host = match.captured(2);
-        address.tcpPort = static_cast<quint16>(port);
-        return address;
-    }
-
-    if (upper.startsWith(QStringLiteral("USB")))
-        throw IOError(IOError::Unsupported,
-                      QStringLiteral("\"%1\": USB instruments are not supported yet").arg(text));
+    if (upper.startsWith(QStringLiteral("TCPIP"))) return parseLan(text, trimmed);
+    if (upper.startsWith(QStringLiteral("USB"))) return parseUsb(text, trimmed);
 
     if (trimmed.isEmpty()) bad(text, QStringLiteral("the address is empty"));
     bad(text, QStringLiteral("it must begin with GPIB, COM or TCPIP"));
@@ -152,6 +212,21 @@ QString ResourceAddress::resourceName() const {
         return QStringLiteral("COM%1").arg(comPort);
     case TcpSocket:
         return QStringLiteral("TCPIP%1::%2::%3::SOCKET").arg(lanBoard).arg(host).arg(tcpPort);
+    case Vxi11:
+        return QStringLiteral("TCPIP%1::%2::%3::INSTR").arg(lanBoard).arg(host, device);
+    case Hislip:
+        if (tcpPort == kHislipDefaultPort)
+            return QStringLiteral("TCPIP%1::%2::%3::INSTR").arg(lanBoard).arg(host, device);
+        return QStringLiteral("TCPIP%1::%2::%3,%4::INSTR").arg(lanBoard).arg(host, device).arg(tcpPort);
+    case Usb: {
+        const QString ids = QStringLiteral("0x%1::0x%2")
+                                .arg(usbVendor, 4, 16, QLatin1Char('0'))
+                                .arg(usbProduct, 4, 16, QLatin1Char('0'))
+                                .toUpper()
+                                .replace(QStringLiteral("0X"), QStringLiteral("0x"));
+        const QString iface = usbInterface < 0 ? QString() : QStringLiteral("::%1").arg(usbInterface);
+        return QStringLiteral("USB%1::%2::%3%4::INSTR").arg(usbBoard).arg(ids, usbSerial, iface);
+    }
     }
     return {};
 }
@@ -163,7 +238,11 @@ QString ResourceAddress::portName() const {
     case Com:
         return QStringLiteral("COM%1").arg(comPort);
     case TcpSocket:
+    case Vxi11:
+    case Hislip:
         return QStringLiteral("TCPIP%1").arg(lanBoard);
+    case Usb:
+        return QStringLiteral("USB%1").arg(usbBoard);
     }
     return {};
 }

@@ -39,8 +39,16 @@ const AddressCase kCases[] = {
     Bad("COM0"), Bad("COM1x"), Bad("COM1::"), Bad("COM1::Speed=9600"), Bad("COM1::Baud=fast"), Bad("COM1::Baud=0"),
     Bad("COM1::Handshake=RTS"), Bad("COM1::Parity=7"), Bad("COM1::Size=9"), Bad("COM1::Stop=3"),
     Bad("TCPIP0::host::70000::SOCKET"),
-    Bad("TCPIP0::192.168.1.20::INSTR", IOError::Unsupported),
-    Bad("USB0::0x1234::0x5678::SN1::INSTR", IOError::Unsupported),
+    Good("TCPIP0::192.168.1.20::INSTR", "TCPIP0::192.168.1.20::inst0::INSTR"),
+    Good("TCPIP::scope::gpib0,7::instr", "TCPIP0::scope::gpib0,7::INSTR"),
+    Good("TCPIP1::scope::hislip0::INSTR", "TCPIP1::scope::hislip0::INSTR"),
+    Good("TCPIP0::scope::HISLIP2,4881::INSTR", "TCPIP0::scope::hislip2,4881::INSTR"),
+    Good("TCPIP0::scope::hislip0,4880::INSTR", "TCPIP0::scope::hislip0::INSTR"),
+    Good("USB0::0x0957::0x1796::MY123::INSTR", "USB0::0x0957::0x1796::MY123::INSTR"),
+    Good("usb::2391::6038::my123::1::instr", "USB0::0x0957::0x1796::my123::1::INSTR"),
+    Bad("TCPIP0::scope::hislip0,0::INSTR"), Bad("TCPIP0::scope::hislipx::INSTR"), Bad("TCPIP0::::INSTR"),
+    Bad("TCPIP123::scope::INSTR"), Bad("TCPIP0::scope::inst0::SOCKET"),
+    Bad("USB0::0x10000::0x1::SN::INSTR"), Bad("USB0::0x1::0x1::INSTR"), Bad("USB0::0x1::0x1::SN::300::INSTR"),
     Bad("LPT1"), Bad(""),
 };
 // clang-format on
