@@ -12,11 +12,11 @@ void SetPropertyPagesHandler(PropertyPagesHandler handler) {
     g_handler = std::move(handler);
 }
 
-void ShowPropertyPagesThroughSeam(const QStringList& pages, int preselectedPage) {
+void ShowPropertyPagesThroughSeam(QObject* control, const QStringList& pages, int preselectedPage) {
     PropertyPagesHandler handler;
     {
         std::lock_guard lock(g_mutex);
         handler = g_handler;
     }
-    if (handler) handler(pages, preselectedPage);
+    if (handler) handler(control, pages, preselectedPage);
 }

@@ -270,6 +270,7 @@ QStringList TavrelScope::PropertyPageList() const {
 
 void TavrelScope::ShowPropertyPages(int pages) {
     Reported(kClass, "ShowPropertyPages", [&] {
+        startPageWorkingCopy();
         const auto shown = [this] {
             QStringList list;
             for (const QString& page : m_astrPropertyPages)
@@ -279,20 +280,20 @@ void TavrelScope::ShowPropertyPages(int pages) {
         switch (pages) {
         case Tavrel_ShowPropertyPage_Default:
             setFullPageList();
-            ShowPropertyPagesThroughSeam(shown(), kNoPreselectedPage);
+            ShowPropertyPagesThroughSeam(this, shown(), kNoPreselectedPage);
             break;
         case Tavrel_ShowPropertyPage_Search:
             m_astrPropertyPages = {kAllPages[0], kAllPages[1], QString(), QString(), QString()};
-            ShowPropertyPagesThroughSeam(shown(), kNoPreselectedPage);
+            ShowPropertyPagesThroughSeam(this, shown(), kNoPreselectedPage);
             setFullPageList();
             break;
         case Tavrel_ShowPropertyPage_Setups:
             setFullPageList();
-            ShowPropertyPagesThroughSeam(shown(), kSetupsPagePosition);
+            ShowPropertyPagesThroughSeam(this, shown(), kSetupsPagePosition);
             break;
         case Tavrel_ShowPropertyPage_SetIO:
             setFullPageList();
-            ShowPropertyPagesThroughSeam(shown(), kSetIOPagePosition);
+            ShowPropertyPagesThroughSeam(this, shown(), kSetIOPagePosition);
             break;
         default:
             ReportAssertion(false, QStringLiteral("False"), QString::fromLatin1(kClass),

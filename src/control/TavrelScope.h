@@ -2,6 +2,7 @@
 
 #include "automation/CEnums.h"
 #include "control/CTavrelEZ.h"
+#include "control/IPPTavrelScope.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "setups/SetupsTavrelScope.h"
 
@@ -21,9 +22,10 @@ class IOManager;
 
 // The embeddable control: owns the I/O configuration and the diagnostics object, restores and
 // saves its settings through the host's property store, selects the language of its texts and
-// shows its property pages.
-class TavrelScope : public QObject {
+// shows its property pages, which reach it through IPPTavrelScope.
+class TavrelScope : public QObject, public IPPTavrelScope {
     Q_OBJECT
+    Q_INTERFACES(IPPTavrelScope)
     // The host-visible properties, reached by late-bound hosts through the meta-object. DESIGNABLE
     // ones are what a property editor (and `tavrel doc set`) shows and sets.
     Q_PROPERTY(QString Address READ Address WRITE SetAddress)
@@ -81,12 +83,12 @@ public:
     void SetDontShowSetupIOConfigurationWarning(bool dontShow) {
         m_bDontShowSetupIOConfigurationWarning = dontShow;
     }
-    QString LastIOHandshakeAddress() const { return m_strLastIOHandshakeAddress; }
-    void SetLastIOHandshakeAddress(const QString& address) { m_strLastIOHandshakeAddress = address; }
-    bool InitialSearchMode() const { return m_bInitialSearchMode; }
-    void SetInitialSearchMode(bool mode) { m_bInitialSearchMode = mode; }
-    bool DTROnly() const;
-    void SetDTROnly(bool dtrOnly);
+    QString LastIOHandshakeAddress() const override { return m_strLastIOHandshakeAddress; }
+    void SetLastIOHandshakeAddress(const QString& address) override { m_strLastIOHandshakeAddress = address; }
+    bool InitialSearchMode() const override { return m_bInitialSearchMode; }
+    void SetInitialSearchMode(bool mode) override { m_bInitialSearchMode = mode; }
+    bool DTROnly() const override;
+    void SetDTROnly(bool dtrOnly) override;
     qint32 SupportMessageMode() const;
     void SetSupportMessageMode(qint32 mode);
     QString HelpFile() const { return m_strHelpFile; }
@@ -112,8 +114,29 @@ public:
     // The registered page list (five positions; unused ones hold the empty text).
     QStringList PropertyPageList() const;
 
-    CIOconfiguration& IOConfigurationControl() { return *m_ioconfiguration; }
+    CIOconfiguration& IOConfigurationControl() override { return *m_ioconfiguration; }
     const CIOconfiguration& IOConfigurationControl() const { return *m_ioconfiguration; }
+
+    // The page host (the rest of IPPTavrelScope). The working copy is made from the control's
+    // configuration when the first page opens.
+    void IOConfigurationChanged() override;
+    CIOconfiguration& IOConfigurationPropertyPage() override;
+    qint32 NotifyIOConfigurationChanged() const override { return m_lNotifyIOConfigurationChanged; }
+    void SetNotifyIOConfigurationChanged(qint32 mask) override { m_lNotifyIOConfigurationChanged = mask; }
+    bool DontShowIOHandshakeWarning() const override { return m_bDontShowIOHandshakeWarning; }
+    void SetDontShowIOHandshakeWarning(bool dontShow) override { m_bDontShowIOHandshakeWarning = dontShow; }
+    bool SearchIOExists() const override { return m_bSearchIOExists; }
+    void SetSearchIOExists(bool exists) override { m_bSearchIOExists = exists; }
+    bool SearchCriteriaExists() const override { return m_bSearchCriteriaExists; }
+    void SetSearchCriteriaExists(bool exists) override { m_bSearchCriteriaExists = exists; }
+    bool SetIOExists() const override { return m_bSetIOExists; }
+    void SetSetIOExists(bool exists) override { m_bSetIOExists = exists; }
+    bool SetupsExists() const override { return m_bSetupsExists; }
+    void SetSetupsExists(bool exists) override { m_bSetupsExists = exists; }
+    qint32 ScreenCenterWidthInPixels() const override;
+    qint32 ScreenCenterHeightInPixels() const override;
+    bool CenterPropertyPages() const override { return m_bCenterPropertyPages; }
+    void SetCenterPropertyPages(bool center) override { m_bCenterPropertyPages = center; }
     CDebug& Diagnostics() { return *m_debug; }
 
     // The I/O manager the control created for itself (the environment picks real ports or a
@@ -162,10 +185,13 @@ public:
 
 signals:
     void SupportMessage(const QString& message);
+    // The pages handed the control a new address or new search criteria.
+    void IOConfigurationTakenOver();
 
 private:
     void applyLanguageFonts();
     void setFullPageList();
+    void startPageWorkingCopy();
     void resetSetups();
 
     QString m_strHelpFile;
@@ -179,6 +205,15 @@ private:
     QVariant m_vSearchCriteria;
     QString m_strAddressInstrumentID;
     std::array<QString, 5> m_astrPropertyPages;
+    // Page state: which pages are open, the refresh mask, the pages' working copy.
+    bool m_bSearchIOExists = false;
+    bool m_bSearchCriteriaExists = false;
+    bool m_bSetIOExists = false;
+    bool m_bSetupsExists = false;
+    qint32 m_lNotifyIOConfigurationChanged = 0;
+    bool m_bDontShowIOHandshakeWarning = false;
+    bool m_bCenterPropertyPages = true;
+    std::unique_ptr<CIOconfiguration> m_ioconfigurationPropertyPage;
 
     std::unique_ptr<CDebug> m_debug;
     std::unique_ptr<CTavrelEZ> m_session;

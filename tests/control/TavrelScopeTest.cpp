@@ -182,7 +182,7 @@ TEST_F(TavrelScopeTest, LanguageChangeInstallsItsHelpFiles) {
 
 TEST_F(TavrelScopeTest, ShowPropertyPagesSelectsPagesAndStartPage) {
     QList<QPair<QStringList, int>> shown;
-    SetPropertyPagesHandler([&](const QStringList& pages, int start) { shown.append({pages, start}); });
+    SetPropertyPagesHandler([&](QObject*, const QStringList& pages, int start) { shown.append({pages, start}); });
     const QStringList all = {"TavrelPPSrchIO", "TavrelPPSrchCri", "TavrelPPSetIO", "TavrelPPSetup"};
     const std::tuple<int, QStringList, int> cases[] = {
         {0, all, -1}, {1, all, 3}, {2, all.mid(0, 2), -1}, {3, all, 2}};
