@@ -44,31 +44,45 @@ const MnemonicTable<Tavrel_OnOffState>& AcquisitionTavrel::RunStateTable() {
 }
 
 Tavrel_AcquisitionType AcquisitionTavrel::Type() {
-    return TypeTable().FromReply(m_scope.QueryText(kType + QLatin1Char('?')));
+    return m_scope.Call("AcquisitionTavrel", "Type", [&]() -> Tavrel_AcquisitionType {
+        return TypeTable().FromReply(m_scope.QueryText(kType + QLatin1Char('?')));
+    });
 }
 
 void AcquisitionTavrel::SetType(Tavrel_AcquisitionType type) {
-    m_scope.Execute(kType + QLatin1Char(' ') + TypeTable().Mnemonic(type));
+    return m_scope.Call("AcquisitionTavrel", "SetType", [&]() -> void {
+        m_scope.Execute(kType + QLatin1Char(' ') + TypeTable().Mnemonic(type));
+    });
 }
 
 Tavrel_AcquisitionCount AcquisitionTavrel::Count() {
-    return CountTable().FromReply(m_scope.QueryText(kCount + QLatin1Char('?')));
+    return m_scope.Call("AcquisitionTavrel", "Count", [&]() -> Tavrel_AcquisitionCount {
+        return CountTable().FromReply(m_scope.QueryText(kCount + QLatin1Char('?')));
+    });
 }
 
 void AcquisitionTavrel::SetCount(Tavrel_AcquisitionCount count) {
-    m_scope.Execute(kCount + QLatin1Char(' ') + CountTable().Mnemonic(count));
+    return m_scope.Call("AcquisitionTavrel", "SetCount", [&]() -> void {
+        m_scope.Execute(kCount + QLatin1Char(' ') + CountTable().Mnemonic(count));
+    });
 }
 
 qint32 AcquisitionTavrel::Points() {
-    return static_cast<qint32>(std::llround(m_scope.QueryReal(kPoints + QLatin1Char('?'))));
+    return m_scope.Call("AcquisitionTavrel", "Points", [&]() -> qint32 {
+        return static_cast<qint32>(std::llround(m_scope.QueryReal(kPoints + QLatin1Char('?'))));
+    });
 }
 
 void AcquisitionTavrel::SetPoints(qint32 points) {
-    m_scope.Execute(kPoints + QLatin1Char(' ') + QString::number(points));
+    return m_scope.Call("AcquisitionTavrel", "SetPoints", [&]() -> void {
+        m_scope.Execute(kPoints + QLatin1Char(' ') + QString::number(points));
+    });
 }
 
 Tavrel_OnOffState AcquisitionTavrel::RunState() {
-    return RunStateTable().FromReply(m_scope.QueryText(kRunState));
+    return m_scope.Call("AcquisitionTavrel", "RunState", [&]() -> Tavrel_OnOffState {
+        return RunStateTable().FromReply(m_scope.QueryText(kRunState));
+    });
 }
 
 } // namespace BrumelTB

@@ -46,51 +46,73 @@ QString AnalogChannelTavrel::header(const QString& node) const {
 }
 
 Tavrel_OnOffState AnalogChannelTavrel::Display() {
-    return OnOffTable().FromReply(m_scope.QueryText(header(kDisplay) + QLatin1Char('?')));
+    return m_scope.Call("AnalogChannelTavrel", "Display", [&]() -> Tavrel_OnOffState {
+        return OnOffTable().FromReply(m_scope.QueryText(header(kDisplay) + QLatin1Char('?')));
+    });
 }
 
 void AnalogChannelTavrel::SetDisplay(Tavrel_OnOffState state) {
-    m_scope.Execute(header(kDisplay) + QLatin1Char(' ') + OnOffTable().Mnemonic(state));
+    return m_scope.Call("AnalogChannelTavrel", "SetDisplay", [&]() -> void {
+        m_scope.Execute(header(kDisplay) + QLatin1Char(' ') + OnOffTable().Mnemonic(state));
+    });
 }
 
 double AnalogChannelTavrel::Scale() {
-    return m_scope.QueryReal(header(kScale) + QLatin1Char('?'));
+    return m_scope.Call("AnalogChannelTavrel", "Scale",
+                        [&]() -> double { return m_scope.QueryReal(header(kScale) + QLatin1Char('?')); });
 }
 
 void AnalogChannelTavrel::SetScale(double voltsPerDivision) {
-    m_scope.Execute(header(kScale) + QLatin1Char(' ') + number(voltsPerDivision));
+    return m_scope.Call("AnalogChannelTavrel", "SetScale", [&]() -> void {
+        m_scope.Execute(header(kScale) + QLatin1Char(' ') + number(voltsPerDivision));
+    });
 }
 
 double AnalogChannelTavrel::Offset() {
-    return m_scope.QueryReal(header(kOffset) + QLatin1Char('?'));
+    return m_scope.Call("AnalogChannelTavrel", "Offset",
+                        [&]() -> double { return m_scope.QueryReal(header(kOffset) + QLatin1Char('?')); });
 }
 
 void AnalogChannelTavrel::SetOffset(double volts) {
-    m_scope.Execute(header(kOffset) + QLatin1Char(' ') + number(volts));
+    return m_scope.Call("AnalogChannelTavrel", "SetOffset", [&]() -> void {
+        m_scope.Execute(header(kOffset) + QLatin1Char(' ') + number(volts));
+    });
 }
 
 Tavrel_ProbeCoupling AnalogChannelTavrel::Coupling() {
-    return CouplingTable().FromReply(m_scope.QueryText(header(kCoupling) + QLatin1Char('?')));
+    return m_scope.Call("AnalogChannelTavrel", "Coupling", [&]() -> Tavrel_ProbeCoupling {
+        return CouplingTable().FromReply(m_scope.QueryText(header(kCoupling) + QLatin1Char('?')));
+    });
 }
 
 void AnalogChannelTavrel::SetCoupling(Tavrel_ProbeCoupling coupling) {
-    m_scope.Execute(header(kCoupling) + QLatin1Char(' ') + CouplingTable().Mnemonic(coupling));
+    return m_scope.Call("AnalogChannelTavrel", "SetCoupling", [&]() -> void {
+        m_scope.Execute(header(kCoupling) + QLatin1Char(' ') + CouplingTable().Mnemonic(coupling));
+    });
 }
 
 Tavrel_ProbeAttenuation AnalogChannelTavrel::ProbeAttenuation() {
-    return AttenuationTable().FromReply(m_scope.QueryText(header(kProbe) + QLatin1Char('?')));
+    return m_scope.Call("AnalogChannelTavrel", "ProbeAttenuation", [&]() -> Tavrel_ProbeAttenuation {
+        return AttenuationTable().FromReply(m_scope.QueryText(header(kProbe) + QLatin1Char('?')));
+    });
 }
 
 void AnalogChannelTavrel::SetProbeAttenuation(Tavrel_ProbeAttenuation attenuation) {
-    m_scope.Execute(header(kProbe) + QLatin1Char(' ') + AttenuationTable().Mnemonic(attenuation));
+    return m_scope.Call("AnalogChannelTavrel", "SetProbeAttenuation", [&]() -> void {
+        m_scope.Execute(header(kProbe) + QLatin1Char(' ') + AttenuationTable().Mnemonic(attenuation));
+    });
 }
 
 Tavrel_ProbeMode AnalogChannelTavrel::ProbeMode() {
-    return ProbeModeTable().FromReply(m_scope.QueryText(header(kProbeMode) + QLatin1Char('?')));
+    return m_scope.Call("AnalogChannelTavrel", "ProbeMode", [&]() -> Tavrel_ProbeMode {
+        return ProbeModeTable().FromReply(m_scope.QueryText(header(kProbeMode) + QLatin1Char('?')));
+    });
 }
 
 void AnalogChannelTavrel::SetProbeMode(Tavrel_ProbeMode mode) {
-    m_scope.Execute(header(kProbeMode) + QLatin1Char(' ') + ProbeModeTable().Mnemonic(mode));
+    return m_scope.Call("AnalogChannelTavrel", "SetProbeMode", [&]() -> void {
+        m_scope.Execute(header(kProbeMode) + QLatin1Char(' ') + ProbeModeTable().Mnemonic(mode));
+    });
 }
 
 } // namespace BrumelTB

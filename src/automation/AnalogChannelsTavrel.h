@@ -18,6 +18,7 @@ public:
     qint32 Count() const { return static_cast<qint32>(m_channels.size()); }
 
 private:
+    ScopeTavrel& m_scope;
     std::array<std::unique_ptr<AnalogChannelTavrel>, 4> m_channels;
 };
 

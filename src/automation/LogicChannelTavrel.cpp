@@ -18,21 +18,30 @@ const MnemonicTable<Tavrel_LogicPods>& LogicChannelTavrel::PodTable() {
 }
 
 Tavrel_OnOffState LogicChannelTavrel::PodDisplay(Tavrel_LogicPods pod) {
-    return OnOffTable().FromReply(
-        m_scope.QueryText(kDisplay.arg(PodTable().Mnemonic(pod)) + QLatin1Char('?')));
+    return m_scope.Call("LogicChannelTavrel", "PodDisplay", [&]() -> Tavrel_OnOffState {
+        return OnOffTable().FromReply(
+            m_scope.QueryText(kDisplay.arg(PodTable().Mnemonic(pod)) + QLatin1Char('?')));
+    });
 }
 
 void LogicChannelTavrel::SetPodDisplay(Tavrel_LogicPods pod, Tavrel_OnOffState state) {
-    m_scope.Execute(kDisplay.arg(PodTable().Mnemonic(pod)) + QLatin1Char(' ') + OnOffTable().Mnemonic(state));
+    return m_scope.Call("LogicChannelTavrel", "SetPodDisplay", [&]() -> void {
+        m_scope.Execute(kDisplay.arg(PodTable().Mnemonic(pod)) + QLatin1Char(' ') +
+                        OnOffTable().Mnemonic(state));
+    });
 }
 
 double LogicChannelTavrel::PodThreshold(Tavrel_LogicPods pod) {
-    return m_scope.QueryReal(kThreshold.arg(PodTable().Mnemonic(pod)) + QLatin1Char('?'));
+    return m_scope.Call("LogicChannelTavrel", "PodThreshold", [&]() -> double {
+        return m_scope.QueryReal(kThreshold.arg(PodTable().Mnemonic(pod)) + QLatin1Char('?'));
+    });
 }
 
 void LogicChannelTavrel::SetPodThreshold(Tavrel_LogicPods pod, double volts) {
-    m_scope.Execute(kThreshold.arg(PodTable().Mnemonic(pod)) + QLatin1Char(' ') +
-                    QString::number(volts, 'g', 12));
+    return m_scope.Call("LogicChannelTavrel", "SetPodThreshold", [&]() -> void {
+        m_scope.Execute(kThreshold.arg(PodTable().Mnemonic(pod)) + QLatin1Char(' ') +
+                        QString::number(volts, 'g', 12));
+    });
 }
 
 Tavrel_LogicPods LogicChannelTavrel::PodOf(Tavrel_LogicBits bit) {
@@ -42,7 +51,8 @@ Tavrel_LogicPods LogicChannelTavrel::PodOf(Tavrel_LogicBits bit) {
 }
 
 Tavrel_OnOffState LogicChannelTavrel::BitState(Tavrel_LogicBits bit) {
-    return PodDisplay(PodOf(bit));
+    return m_scope.Call("LogicChannelTavrel", "BitState",
+                        [&]() -> Tavrel_OnOffState { return PodDisplay(PodOf(bit)); });
 }
 
 } // namespace BrumelTB

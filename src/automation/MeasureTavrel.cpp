@@ -28,16 +28,22 @@ const MnemonicTable<MeasureTavrel::Quantity>& MeasureTavrel::QuantityTable() {
 }
 
 Tavrel_AnalogChannels MeasureTavrel::Source() {
-    return WaveformTavrel::SourceTable().FromReply(m_scope.QueryText(kSource + QLatin1Char('?')));
+    return m_scope.Call("MeasureTavrel", "Source", [&]() -> Tavrel_AnalogChannels {
+        return WaveformTavrel::SourceTable().FromReply(m_scope.QueryText(kSource + QLatin1Char('?')));
+    });
 }
 
 void MeasureTavrel::SetSource(Tavrel_AnalogChannels channel) {
-    m_scope.Execute(kSource + QLatin1Char(' ') + WaveformTavrel::SourceTable().Mnemonic(channel));
+    return m_scope.Call("MeasureTavrel", "SetSource", [&]() -> void {
+        m_scope.Execute(kSource + QLatin1Char(' ') + WaveformTavrel::SourceTable().Mnemonic(channel));
+    });
 }
 
 double MeasureTavrel::Value(Quantity quantity, Tavrel_AnalogChannels channel) {
-    return m_scope.QueryReal(
-        kQuery.arg(QuantityTable().Mnemonic(quantity), WaveformTavrel::SourceTable().Mnemonic(channel)));
+    return m_scope.Call("MeasureTavrel", "Value", [&]() -> double {
+        return m_scope.QueryReal(
+            kQuery.arg(QuantityTable().Mnemonic(quantity), WaveformTavrel::SourceTable().Mnemonic(channel)));
+    });
 }
 
 } // namespace BrumelTB

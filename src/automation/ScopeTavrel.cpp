@@ -43,17 +43,21 @@ ScopeTavrel::~ScopeTavrel() {
 }
 
 void ScopeTavrel::Open(const QString& address) {
-    Close();
-    if (!m_manager) throw ServerError(QStringLiteral("no I/O manager to open %1 with").arg(address));
-    m_session = m_manager->Open(address);
-    m_session->SetReadLimit(m_readLimit);
-    m_connectionName = m_session->ResourceName();
+    return Call("ScopeTavrel", "Open", [&]() -> void {
+        Close();
+        if (!m_manager) throw ServerError(QStringLiteral("no I/O manager to open %1 with").arg(address));
+        m_session = m_manager->Open(address);
+        m_session->SetReadLimit(m_readLimit);
+        m_connectionName = m_session->ResourceName();
+    });
 }
 
 void ScopeTavrel::SetReadLimit(qsizetype bytes) {
-    if (bytes <= 0) throw ServerError(QStringLiteral("a read limit of %1 bytes").arg(bytes));
-    m_readLimit = bytes;
-    if (m_session) m_session->SetReadLimit(bytes);
+    return Call("ScopeTavrel", "SetReadLimit", [&]() -> void {
+        if (bytes <= 0) throw ServerError(QStringLiteral("a read limit of %1 bytes").arg(bytes));
+        m_readLimit = bytes;
+        if (m_session) m_session->SetReadLimit(bytes);
+    });
 }
 
 void ScopeTavrel::Close() {
@@ -69,48 +73,55 @@ CorvaneIOUtilsLib::IOSession& ScopeTavrel::IO() {
 }
 
 void ScopeTavrel::Reset() {
-    IO().WriteString(QStringLiteral("*RST\n"));
-    IO().Query(QStringLiteral("*OPC?"));
+    return Call("ScopeTavrel", "Reset", [&]() -> void {
+        IO().WriteString(QStringLiteral("*RST\n"));
+        IO().Query(QStringLiteral("*OPC?"));
+    });
 }
 
 QString ScopeTavrel::Identify() {
-    const CorvaneIOUtilsLib::ReadLimitScope limit(IO(), kMaxIdentityBytes);
-    return IO().Query(QStringLiteral("*IDN?")).trimmed();
+    return Call("ScopeTavrel", "Identify", [&]() -> QString {
+        const CorvaneIOUtilsLib::ReadLimitScope limit(IO(), kMaxIdentityBytes);
+        return IO().Query(QStringLiteral("*IDN?")).trimmed();
+    });
 }
 
 bool ScopeTavrel::IsCompatible() {
-    return IsTavrelIdentity(Identify());
+    return Call("ScopeTavrel", "IsCompatible", [&]() -> bool { return IsTavrelIdentity(Identify()); });
 }
 
 AcquisitionTavrel& ScopeTavrel::Acquisition() {
-    return *m_acquisition;
+    return Call("ScopeTavrel", "Acquisition", [&]() -> AcquisitionTavrel& { return *m_acquisition; });
 }
 AnalogChannelsTavrel& ScopeTavrel::AnalogChannels() {
-    return *m_analogChannels;
+    return Call("ScopeTavrel", "AnalogChannels",
+                [&]() -> AnalogChannelsTavrel& { return *m_analogChannels; });
 }
 LogicChannelTavrel& ScopeTavrel::LogicChannel() {
-    return *m_logicChannel;
+    return Call("ScopeTavrel", "LogicChannel", [&]() -> LogicChannelTavrel& { return *m_logicChannel; });
 }
 MeasureTavrel& ScopeTavrel::Measure() {
-    return *m_measure;
+    return Call("ScopeTavrel", "Measure", [&]() -> MeasureTavrel& { return *m_measure; });
 }
 TimebaseTavrel& ScopeTavrel::Timebase() {
-    return *m_timebase;
+    return Call("ScopeTavrel", "Timebase", [&]() -> TimebaseTavrel& { return *m_timebase; });
 }
 TriggerTavrel& ScopeTavrel::Trigger() {
-    return *m_trigger;
+    return Call("ScopeTavrel", "Trigger", [&]() -> TriggerTavrel& { return *m_trigger; });
 }
 TraceTavrel& ScopeTavrel::Trace() {
-    return *m_trace;
+    return Call("ScopeTavrel", "Trace", [&]() -> TraceTavrel& { return *m_trace; });
 }
 UtilitiesTavrel& ScopeTavrel::Utilities() {
-    return *m_utilities;
+    return Call("ScopeTavrel", "Utilities", [&]() -> UtilitiesTavrel& { return *m_utilities; });
 }
 
 void ScopeTavrel::CheckInstrumentErrors() {
-    // An entry reads "<code>,\"<text>\""; code 0 means the queue is empty.
-    const QString entry = IO().Query(kErrorQuery).trimmed();
-    if (isErrorEntry(entry)) throw ServerError(QStringLiteral("the instrument reported: %1").arg(entry));
+    return Call("ScopeTavrel", "CheckInstrumentErrors", [&]() -> void {
+        // An entry reads "<code>,\"<text>\""; code 0 means the queue is empty.
+        const QString entry = IO().Query(kErrorQuery).trimmed();
+        if (isErrorEntry(entry)) throw ServerError(QStringLiteral("the instrument reported: %1").arg(entry));
+    });
 }
 
 bool ScopeTavrel::IsTavrelIdentity(const QString& idnReply) {
@@ -162,82 +173,98 @@ void ScopeTavrel::raiseAfterTimeout(const QString& command) {
 }
 
 void ScopeTavrel::AutoScale() {
-    Execute(QStringLiteral(":AUToscale"));
+    return Call("ScopeTavrel", "AutoScale", [&]() -> void { Execute(QStringLiteral(":AUToscale")); });
 }
 void ScopeTavrel::Run() {
-    Execute(QStringLiteral(":RUN"));
+    return Call("ScopeTavrel", "Run", [&]() -> void { Execute(QStringLiteral(":RUN")); });
 }
 void ScopeTavrel::Stop() {
-    Execute(QStringLiteral(":STOP"));
+    return Call("ScopeTavrel", "Stop", [&]() -> void { Execute(QStringLiteral(":STOP")); });
 }
 void ScopeTavrel::Single() {
-    Execute(QStringLiteral(":SINGle"));
+    return Call("ScopeTavrel", "Single", [&]() -> void { Execute(QStringLiteral(":SINGle")); });
 }
 void ScopeTavrel::Digitize() {
-    Execute(QStringLiteral(":DIGitize"));
+    return Call("ScopeTavrel", "Digitize", [&]() -> void { Execute(QStringLiteral(":DIGitize")); });
 }
 
 QVariant ScopeTavrel::Enter(const QString& format) {
-    const QString kind = format.trimmed().toUpper();
-    if (kind != QLatin1String("K") && kind != QLatin1String("D") && kind != QLatin1String("F"))
-        throw ServerError(
-            QStringLiteral("read format \"%1\" is not supported (\"K\" text, \"D\" integer, \"F\" real)")
-                .arg(format));
-    const QString line = IO().ReadString(QStringLiteral("K"));
-    if (kind == QLatin1String("K")) return line;
-    bool ok = false;
-    const QVariant value = kind == QLatin1String("D") ? QVariant(line.trimmed().toInt(&ok))
-                                                      : QVariant(line.trimmed().toDouble(&ok));
-    if (!ok) throw ServerError(QStringLiteral("the instrument sent \"%1\", not a number").arg(line));
-    return value;
+    return Call("ScopeTavrel", "Enter", [&]() -> QVariant {
+        const QString kind = format.trimmed().toUpper();
+        if (kind != QLatin1String("K") && kind != QLatin1String("D") && kind != QLatin1String("F"))
+            throw ServerError(
+                QStringLiteral("read format \"%1\" is not supported (\"K\" text, \"D\" integer, \"F\" real)")
+                    .arg(format));
+        const QString line = IO().ReadString(QStringLiteral("K"));
+        if (kind == QLatin1String("K")) return line;
+        bool ok = false;
+        const QVariant value = kind == QLatin1String("D") ? QVariant(line.trimmed().toInt(&ok))
+                                                          : QVariant(line.trimmed().toDouble(&ok));
+        if (!ok) throw ServerError(QStringLiteral("the instrument sent \"%1\", not a number").arg(line));
+        return value;
+    });
 }
 
 void ScopeTavrel::Output(const QString& text) {
-    // A LAN socket adds nothing, so a command must carry its own line end to be complete.
-    IO().WriteString(text.endsWith(QLatin1Char('\n')) ? text : text + QLatin1Char('\n'));
+    return Call("ScopeTavrel", "Output", [&]() -> void {
+        // A LAN socket adds nothing, so a command must carry its own line end to be complete.
+        IO().WriteString(text.endsWith(QLatin1Char('\n')) ? text : text + QLatin1Char('\n'));
+    });
 }
 
 QByteArray ScopeTavrel::ReadBytes(qint32 count) {
-    if (count < 0) throw ServerError(QStringLiteral("cannot read %1 bytes").arg(count));
-    return IO().ReadBytes(count);
+    return Call("ScopeTavrel", "ReadBytes", [&]() -> QByteArray {
+        if (count < 0) throw ServerError(QStringLiteral("cannot read %1 bytes").arg(count));
+        return IO().ReadBytes(count);
+    });
 }
 
 void ScopeTavrel::WriteBytes(qint32 count, const QByteArray& buffer) {
-    if (count < 0 || count > buffer.size())
-        throw ServerError(
-            QStringLiteral("cannot write %1 bytes from a buffer of %2").arg(count).arg(buffer.size()));
-    IO().WriteBytes(count == buffer.size() ? buffer : buffer.left(count));
+    return Call("ScopeTavrel", "WriteBytes", [&]() -> void {
+        if (count < 0 || count > buffer.size())
+            throw ServerError(
+                QStringLiteral("cannot write %1 bytes from a buffer of %2").arg(count).arg(buffer.size()));
+        IO().WriteBytes(count == buffer.size() ? buffer : buffer.left(count));
+    });
 }
 
 void ScopeTavrel::GetWaveformData(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
                                   QVector<double>& time, QVector<double>& data) {
-    m_waveform->GetWaveformData(channel, points, time, data);
+    return Call("ScopeTavrel", "GetWaveformData",
+                [&]() -> void { m_waveform->GetWaveformData(channel, points, time, data); });
 }
 
 QList<ChannelWaveform> ScopeTavrel::GetAllWaveformData(Tavrel_WaveformPoints points) {
-    return m_waveform->GetAllWaveformData(points);
+    return Call("ScopeTavrel", "GetAllWaveformData",
+                [&]() -> QList<ChannelWaveform> { return m_waveform->GetAllWaveformData(points); });
 }
 
 void ScopeTavrel::GetLogicData(Tavrel_WaveformPoints points, QVector<double>& time, QVector<quint16>& data) {
-    m_waveform->GetLogicData(points, time, data);
+    return Call("ScopeTavrel", "GetLogicData",
+                [&]() -> void { m_waveform->GetLogicData(points, time, data); });
 }
 
 void ScopeTavrel::GetWaveformSamples(Tavrel_AnalogChannels channel, Tavrel_WaveformPoints points,
                                      WaveformSamples::Kind kind, WaveformSamples& samples) {
-    m_waveform->GetWaveformSamples(channel, points, kind, samples);
+    return Call("ScopeTavrel", "GetWaveformSamples",
+                [&]() -> void { m_waveform->GetWaveformSamples(channel, points, kind, samples); });
 }
 
 QImage ScopeTavrel::GetScreenImage(Tavrel_ImageFormat format) {
-    CheckImageFormat(format);
-    QImage image;
-    if (!image.loadFromData(m_utilities->ScreenImageData(QStringLiteral("PNG")), "PNG"))
-        throw ServerError(QStringLiteral("the instrument's screen image is not a readable PNG image"));
-    return image;
+    return Call("ScopeTavrel", "GetScreenImage", [&]() -> QImage {
+        CheckImageFormat(format);
+        QImage image;
+        if (!image.loadFromData(m_utilities->ScreenImageData(QStringLiteral("PNG")), "PNG"))
+            throw ServerError(QStringLiteral("the instrument's screen image is not a readable PNG image"));
+        return image;
+    });
 }
 
 void ScopeTavrel::SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format) {
-    CheckImageFormat(format);
-    WriteImageFile(GetScreenImage(format), fileName, format);
+    return Call("ScopeTavrel", "SaveScreenImage", [&]() -> void {
+        CheckImageFormat(format);
+        WriteImageFile(GetScreenImage(format), fileName, format);
+    });
 }
 
 } // namespace BrumelTB

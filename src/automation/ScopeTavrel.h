@@ -1,7 +1,9 @@
 #pragma once
 
 #include "automation/CEnums.h"
+#include "automation/ServerError.h"
 #include "automation/WaveformTavrel.h"
+#include "base/Diagnostics.h"
 #include "iolib/IOSession.h"
 
 #include <QByteArray>
@@ -99,6 +101,13 @@ public:
     // Writes the display image to fileName in format, whatever the file's extension says.
     void SaveScreenImage(const QString& fileName, Tavrel_ImageFormat format = Tavrel_ImageFormat_BMP);
 
+    // Runs a public member of the server's objects: a failure (IOError, ServerError, both
+    // TavrelErrors) is reported to the diagnostics under the class and member names unless an
+    // enclosing procedure reports it, a refusal also names the instrument, and it goes on to the
+    // caller as it is.
+    template <typename Body>
+    decltype(auto) Call(const char* className, const char* procedureName, Body&& body);
+
     // What the operation objects send. Execute sends a command and raises the error it caused;
     // QueryText answers one reply line, QueryReal a number.
     void Execute(const QString& command);
@@ -122,5 +131,23 @@ private:
     std::unique_ptr<TraceTavrel> m_trace;
     std::unique_ptr<WaveformTavrel> m_waveform;
 };
+
+template <typename Body>
+decltype(auto) ScopeTavrel::Call(const char* className, const char* procedureName, Body&& body) {
+    const ReportingFrame frame;
+    try {
+        return std::forward<Body>(body)();
+    } catch (ServerError& refusal) {
+        if (refusal.detail().isEmpty() && !m_connectionName.isEmpty())
+            refusal.withDetail(QStringLiteral("the instrument at %1").arg(m_connectionName));
+        if (frame.outermost())
+            ReportFailure(refusal, QString::fromLatin1(className), QString::fromLatin1(procedureName));
+        throw;
+    } catch (const TavrelError& failure) {
+        if (frame.outermost())
+            ReportFailure(failure, QString::fromLatin1(className), QString::fromLatin1(procedureName));
+        throw;
+    }
+}
 
 } // namespace BrumelTB

@@ -29,35 +29,49 @@ const MnemonicTable<Tavrel_TimeReference>& TimebaseTavrel::ReferenceTable() {
 }
 
 Tavrel_TimeMode TimebaseTavrel::Mode() {
-    return ModeTable().FromReply(m_scope.QueryText(kMode + QLatin1Char('?')));
+    return m_scope.Call("TimebaseTavrel", "Mode", [&]() -> Tavrel_TimeMode {
+        return ModeTable().FromReply(m_scope.QueryText(kMode + QLatin1Char('?')));
+    });
 }
 
 void TimebaseTavrel::SetMode(Tavrel_TimeMode mode) {
-    m_scope.Execute(kMode + QLatin1Char(' ') + ModeTable().Mnemonic(mode));
+    return m_scope.Call("TimebaseTavrel", "SetMode", [&]() -> void {
+        m_scope.Execute(kMode + QLatin1Char(' ') + ModeTable().Mnemonic(mode));
+    });
 }
 
 double TimebaseTavrel::Scale() {
-    return m_scope.QueryReal(kScale + QLatin1Char('?'));
+    return m_scope.Call("TimebaseTavrel", "Scale",
+                        [&]() -> double { return m_scope.QueryReal(kScale + QLatin1Char('?')); });
 }
 
 void TimebaseTavrel::SetScale(double secondsPerDivision) {
-    m_scope.Execute(kScale + QLatin1Char(' ') + QString::number(secondsPerDivision, 'g', 12));
+    return m_scope.Call("TimebaseTavrel", "SetScale", [&]() -> void {
+        m_scope.Execute(kScale + QLatin1Char(' ') + QString::number(secondsPerDivision, 'g', 12));
+    });
 }
 
 double TimebaseTavrel::Position() {
-    return m_scope.QueryReal(kPosition + QLatin1Char('?'));
+    return m_scope.Call("TimebaseTavrel", "Position",
+                        [&]() -> double { return m_scope.QueryReal(kPosition + QLatin1Char('?')); });
 }
 
 void TimebaseTavrel::SetPosition(double seconds) {
-    m_scope.Execute(kPosition + QLatin1Char(' ') + QString::number(seconds, 'g', 12));
+    return m_scope.Call("TimebaseTavrel", "SetPosition", [&]() -> void {
+        m_scope.Execute(kPosition + QLatin1Char(' ') + QString::number(seconds, 'g', 12));
+    });
 }
 
 Tavrel_TimeReference TimebaseTavrel::Reference() {
-    return ReferenceTable().FromReply(m_scope.QueryText(kReference + QLatin1Char('?')));
+    return m_scope.Call("TimebaseTavrel", "Reference", [&]() -> Tavrel_TimeReference {
+        return ReferenceTable().FromReply(m_scope.QueryText(kReference + QLatin1Char('?')));
+    });
 }
 
 void TimebaseTavrel::SetReference(Tavrel_TimeReference reference) {
-    m_scope.Execute(kReference + QLatin1Char(' ') + ReferenceTable().Mnemonic(reference));
+    return m_scope.Call("TimebaseTavrel", "SetReference", [&]() -> void {
+        m_scope.Execute(kReference + QLatin1Char(' ') + ReferenceTable().Mnemonic(reference));
+    });
 }
 
 } // namespace BrumelTB

@@ -51,43 +51,62 @@ const MnemonicTable<Tavrel_TriggerCoupling>& TriggerTavrel::CouplingTable() {
 }
 
 Tavrel_TriggerMode TriggerTavrel::Mode() {
-    return ModeTable().FromReply(m_scope.QueryText(kMode + QLatin1Char('?')));
+    return m_scope.Call("TriggerTavrel", "Mode", [&]() -> Tavrel_TriggerMode {
+        return ModeTable().FromReply(m_scope.QueryText(kMode + QLatin1Char('?')));
+    });
 }
 
 void TriggerTavrel::SetMode(Tavrel_TriggerMode mode) {
-    m_scope.Execute(kMode + QLatin1Char(' ') + ModeTable().Mnemonic(mode));
+    return m_scope.Call("TriggerTavrel", "SetMode", [&]() -> void {
+        m_scope.Execute(kMode + QLatin1Char(' ') + ModeTable().Mnemonic(mode));
+    });
 }
 
 Tavrel_TriggerSource TriggerTavrel::Source() {
-    return SourceTable().FromReply(m_scope.QueryText(kSource + QLatin1Char('?')));
+    return m_scope.Call("TriggerTavrel", "Source", [&]() -> Tavrel_TriggerSource {
+        return SourceTable().FromReply(m_scope.QueryText(kSource + QLatin1Char('?')));
+    });
 }
 
 void TriggerTavrel::SetSource(Tavrel_TriggerSource source) {
-    m_scope.Execute(kSource + QLatin1Char(' ') + SourceTable().Mnemonic(source));
+    return m_scope.Call("TriggerTavrel", "SetSource", [&]() -> void {
+        m_scope.Execute(kSource + QLatin1Char(' ') + SourceTable().Mnemonic(source));
+    });
 }
 
 double TriggerTavrel::Level() {
-    return m_scope.QueryReal(kLevel + QLatin1Char('?'));
+    return m_scope.Call("TriggerTavrel", "Level",
+                        [&]() -> double { return m_scope.QueryReal(kLevel + QLatin1Char('?')); });
 }
 
 void TriggerTavrel::SetLevel(double volts) {
-    m_scope.Execute(kLevel + QLatin1Char(' ') + QString::number(volts, 'g', 12));
+    return m_scope.Call("TriggerTavrel", "SetLevel", [&]() -> void {
+        m_scope.Execute(kLevel + QLatin1Char(' ') + QString::number(volts, 'g', 12));
+    });
 }
 
 Tavrel_TriggerSlope TriggerTavrel::Slope() {
-    return SlopeTable().FromReply(m_scope.QueryText(kSlope + QLatin1Char('?')));
+    return m_scope.Call("TriggerTavrel", "Slope", [&]() -> Tavrel_TriggerSlope {
+        return SlopeTable().FromReply(m_scope.QueryText(kSlope + QLatin1Char('?')));
+    });
 }
 
 void TriggerTavrel::SetSlope(Tavrel_TriggerSlope slope) {
-    m_scope.Execute(kSlope + QLatin1Char(' ') + SlopeTable().Mnemonic(slope));
+    return m_scope.Call("TriggerTavrel", "SetSlope", [&]() -> void {
+        m_scope.Execute(kSlope + QLatin1Char(' ') + SlopeTable().Mnemonic(slope));
+    });
 }
 
 Tavrel_TriggerCoupling TriggerTavrel::Coupling() {
-    return CouplingTable().FromReply(m_scope.QueryText(kCoupling + QLatin1Char('?')));
+    return m_scope.Call("TriggerTavrel", "Coupling", [&]() -> Tavrel_TriggerCoupling {
+        return CouplingTable().FromReply(m_scope.QueryText(kCoupling + QLatin1Char('?')));
+    });
 }
 
 void TriggerTavrel::SetCoupling(Tavrel_TriggerCoupling coupling) {
-    m_scope.Execute(kCoupling + QLatin1Char(' ') + CouplingTable().Mnemonic(coupling));
+    return m_scope.Call("TriggerTavrel", "SetCoupling", [&]() -> void {
+        m_scope.Execute(kCoupling + QLatin1Char(' ') + CouplingTable().Mnemonic(coupling));
+    });
 }
 
 } // namespace BrumelTB

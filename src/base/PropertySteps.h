@@ -20,6 +20,8 @@ public:
 
     template <typename Step> void operator()(Step&& step) {
         m_store.lastKey.clear();
+        // The steps report their own failures, so the procedures they call do not.
+        const ReportingFrame frame;
         try {
             std::forward<Step>(step)();
         } catch (TavrelError& error) {

@@ -11,6 +11,7 @@ TavrelError::TavrelError(qint32 number, QString source, QString description, QSt
 
 TavrelError& TavrelError::withDetail(QString detail) {
     m_detail = std::move(detail);
+    if (m_plainWhat) return *this; // a message-only error keeps its text; the detail is apart
     QString what = QStringLiteral("error %1 (%2): %3").arg(hexNumber(), m_source, m_description);
     if (!m_detail.isEmpty()) what += QStringLiteral(" (%1)").arg(m_detail);
     m_what = what.toUtf8();

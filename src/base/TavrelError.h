@@ -39,6 +39,18 @@ public:
     QString hexNumber() const;
     const char* what() const noexcept override { return m_what.constData(); }
 
+    // Whether the diagnostics have this error already: a failure is logged once, by the innermost
+    // procedure that reports it, however many callers pass it on.
+    bool reported() const { return m_reported; }
+    void markReported() const { m_reported = true; }
+
+protected:
+    // For the I/O library's and the driver's own errors, whose text is their message alone.
+    void setWhat(const QString& what) {
+        m_what = what.toUtf8();
+        m_plainWhat = true;
+    }
+
 private:
     qint32 m_number;
     QString m_source;
@@ -47,6 +59,8 @@ private:
     qint32 m_helpContext;
     QString m_detail;
     QByteArray m_what;
+    bool m_plainWhat = false;
+    mutable bool m_reported = false;
 };
 
 // The component's help file, which every raised error names.

@@ -5,7 +5,6 @@
 #include "automation/LogicChannelTavrel.h"
 #include "automation/MeasureTavrel.h"
 #include "automation/ScopeTavrel.h"
-#include "automation/ServerError.h"
 #include "automation/TimebaseTavrel.h"
 #include "automation/TraceTavrel.h"
 #include "automation/TriggerTavrel.h"
@@ -15,7 +14,6 @@
 #include "base/PropertyBag.h"
 #include "base/PropertySteps.h"
 #include "discovery/CQueryInstrument.h"
-#include "iolib/IOError.h"
 #include "iolib/IOManager.h"
 #include "iolib/SerialSession.h"
 
@@ -84,12 +82,9 @@ void CTavrelEZ::Initialize() {
     Reported(kClass, "Initialize", [&] {
         try {
             open();
-        } catch (const CorvaneIOUtilsLib::IOError& e) {
+        } catch (const TavrelError&) {
             CloseConnection();
-            throw TavrelErrorFromIO(e);
-        } catch (const BrumelTB::ServerError& e) {
-            CloseConnection();
-            throw TavrelErrorFromServer(e);
+            throw;
         }
     });
 }
@@ -179,26 +174,8 @@ void CTavrelEZ::WriteProperties(PropertyBag& bag) const {
 
 // Scope operations.
 
-TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error) {
-    return TavrelError(kServerRefusedErrorNumber, Localized(104), error.message(), kComponentHelpFile);
-}
-
-TavrelError TavrelErrorFromIO(const CorvaneIOUtilsLib::IOError& error) {
-    return TavrelError(ErrorNumber::ConnectionFailed, Localized(104), error.message(), kComponentHelpFile);
-}
-
 template <typename Body> decltype(auto) CTavrelEZ::callServer(Body&& body) {
-    BrumelTB::ScopeTavrel& server = Server();
-    try {
-        return std::forward<Body>(body)(server);
-    } catch (const BrumelTB::ServerError& e) {
-        // The I/O library's messages begin with the address; the instrument's refusals name it here.
-        TavrelError error = TavrelErrorFromServer(e);
-        error.withDetail(QStringLiteral("the instrument at %1").arg(m_strAutomationServerAddress));
-        throw error;
-    } catch (const CorvaneIOUtilsLib::IOError& e) {
-        throw TavrelErrorFromIO(e);
-    }
+    return std::forward<Body>(body)(Server());
 }
 
 BrumelTB::AcquisitionTavrel& CTavrelEZ::Acquisition() {

@@ -25,18 +25,15 @@ class TimebaseTavrel;
 class TriggerTavrel;
 class TraceTavrel;
 class UtilitiesTavrel;
-class ServerError;
 } // namespace BrumelTB
 namespace CorvaneIOUtilsLib {
 class IOManager;
-class IOError;
 } // namespace CorvaneIOUtilsLib
 
+// The number of a refusal by the automation server or the instrument (BrumelTB::ServerError); an
+// I/O failure (CorvaneIOUtilsLib::IOError) carries the connection error's number. Both are
+// TavrelErrors, so they reach the host as they are.
 constexpr qint32 kServerRefusedErrorNumber = ErrorNumber::ServerRefused;
-// What the host sees of a failure below the control: the server's refusal under
-// kServerRefusedErrorNumber, an I/O failure as the connection error (ObjectErrorBase + 59).
-TavrelError TavrelErrorFromServer(const BrumelTB::ServerError& error);
-TavrelError TavrelErrorFromIO(const CorvaneIOUtilsLib::IOError& error);
 
 // The connection to the instrument: holds the address in the automation server's form, opens the
 // server on Initialize (optionally resetting the instrument and checking its identity) and closes
@@ -121,6 +118,7 @@ private:
     void prepareInstrument();
     // The connection error of a failed identity check, also raised by calls made while nothing is open.
     [[noreturn]] void raiseConnectionError() const;
+    // The common step before every scope operation: the connection must be open.
     template <typename Body> decltype(auto) callServer(Body&& body);
 
     QString m_strHelpFile;

@@ -146,9 +146,9 @@ public:
 
     // Scope operations.
     // Forwarded through the session to the automation server. The object-valued members return the
-    // server's own objects. Failures are reported with class "TavrelScope" and reach the host as
-    // TavrelError: the connection error while not connected or when the I/O fails, the server's
-    // refusal (kServerRefusedErrorNumber) otherwise.
+    // server's own objects, whose failures are TavrelErrors too. Failures are reported once, with
+    // class "TavrelScope": the connection error while not connected or when the I/O fails, the
+    // server's refusal (kServerRefusedErrorNumber) otherwise.
     BrumelTB::AcquisitionTavrel& Acquisition();
     BrumelTB::AnalogChannelsTavrel& AnalogChannels();
     BrumelTB::LogicChannelTavrel& LogicChannel();

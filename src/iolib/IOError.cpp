@@ -1,9 +1,13 @@
 #include "iolib/IOError.h"
 
+#include "base/Localization.h"
+
 namespace CorvaneIOUtilsLib {
 
 IOError::IOError(Kind kind, const QString& message)
-    : std::runtime_error(message.toStdString()), m_kind(kind) {}
+    : TavrelError(ErrorNumber::ConnectionFailed, Localized(104), message, kComponentHelpFile), m_kind(kind) {
+    setWhat(message);
+}
 
 QString IOError::kindName(Kind kind) {
     switch (kind) {

@@ -1,13 +1,15 @@
 #pragma once
 
+#include "base/TavrelError.h"
+
 #include <QString>
-#include <stdexcept>
 
 namespace CorvaneIOUtilsLib {
 
 // Every failure of the I/O library: what went wrong, as a kind callers can act on, and a message
-// that names the resource and says what was expected.
-class IOError : public std::runtime_error {
+// that names the resource and says what was expected. To a host it is the component's connection
+// error (ErrorNumber::ConnectionFailed) with that message as its description.
+class IOError : public TavrelError {
 public:
     enum Kind {
         NotFound,    // the port, board or host is not there
@@ -24,7 +26,7 @@ public:
     IOError(Kind kind, const QString& message);
 
     Kind kind() const { return m_kind; }
-    QString message() const { return QString::fromUtf8(what()); }
+    const QString& message() const { return description(); }
     static QString kindName(Kind kind);
 
 private:

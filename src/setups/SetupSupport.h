@@ -56,24 +56,11 @@ template <typename Body> decltype(auto) WithTransferErrors(int titleId, qint32 s
     }
 }
 
-// Like Reported, but automation-server and I/O failures are reported too (as the connection
-// error's number) before they go on to the caller unchanged.
+// Reported, for the transfers: the automation server's refusals and the I/O library's failures are
+// TavrelErrors too, so they are reported under their own numbers and go on unchanged.
 template <typename Body>
 decltype(auto) ReportedTransfer(const char* className, const char* procedureName, Body&& body) {
-    // An I/O failure is a lost connection; a refusal means the instrument answered and said no.
-    const auto report = [&](qint32 number, const QString& message) {
-        ReportFailure(TavrelError(number, QString(), message), QString::fromLatin1(className),
-                      QString::fromLatin1(procedureName));
-    };
-    try {
-        return Reported(className, procedureName, std::forward<Body>(body));
-    } catch (const CorvaneIOUtilsLib::IOError& e) {
-        report(ErrorNumber::ConnectionFailed, e.message());
-        throw;
-    } catch (const BrumelTB::ServerError& e) {
-        report(ErrorNumber::ServerRefused, e.message());
-        throw;
-    }
+    return Reported(className, procedureName, std::forward<Body>(body));
 }
 
 } // namespace SetupSupport

@@ -2,6 +2,7 @@
 #include "automation/AcquisitionTavrel.h"
 #include "automation/AnalogChannelsTavrel.h"
 #include "automation/ScopeTavrel.h"
+#include "automation/TriggerTavrel.h"
 #include "automation/UtilitiesTavrel.h"
 #include "base/CDebug.h"
 #include "base/MessageBoxSeam.h"
@@ -12,8 +13,10 @@
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace {
 
@@ -222,4 +225,52 @@ TEST(HostSurface, AboutBoxShowsNameVersionAndCopyright) {
     EXPECT_EQ(lines[0], QStringLiteral("Tavrel Scope Control"));
     EXPECT_TRUE(lines[3].startsWith(QStringLiteral("Copyright")));
     EXPECT_EQ(lines[2], QStringLiteral("Version: ") + QStringLiteral(TAVREL_PROJECT_VERSION));
+}
+
+// The objects the control hands out are the driver's own; what fails in them reaches the host as a
+// TavrelError, reported once under the object's class and member.
+TEST(HostSurface, OperationObjectsFailWithTavrelErrorsReportedOnce) {
+    Control c;
+    c.connect();
+    const auto reportsOf = [&](const QString& cls, const QString& procedure) {
+        return std::count_if(c.reports.begin(), c.reports.end(), [&](const QString& r) {
+            return r.contains(QStringLiteral("File: %1\r\n").arg(cls)) &&
+                   r.contains(QStringLiteral("Function: %1\r\n").arg(procedure));
+        });
+    };
+    const struct {
+        const char* cls;
+        const char* procedure;
+        std::function<void()> call;
+        qint32 number;
+    } cases[] = {
+        {"AnalogChannelsTavrel", "Item", [&] { c.control.AnalogChannels().Item(Tavrel_AnalogChannels(9)); },
+         kServerRefusedErrorNumber},
+        {"TriggerTavrel", "SetLevel", [&] { c.control.Trigger().SetLevel(1e12); }, kServerRefusedErrorNumber},
+        {"AcquisitionTavrel", "Type",
+         [&] {
+             c.control.Session().Server().IO().Close();
+             c.control.Acquisition().Type();
+         },
+         ErrorNumber::ConnectionFailed},
+    };
+    for (const auto& k : cases) {
+        SCOPED_TRACE(k.procedure);
+        std::optional<TavrelError> error;
+        try {
+            k.call();
+        } catch (const TavrelError& e) {
+            error = e;
+        }
+        ASSERT_TRUE(error.has_value()) << "only TavrelErrors leave the component";
+        EXPECT_EQ(error->number(), k.number);
+        EXPECT_FALSE(error->description().isEmpty());
+        EXPECT_EQ(reportsOf(QLatin1String(k.cls), QLatin1String(k.procedure)), 1)
+            << c.reports.join(u'\n').toStdString();
+        if (k.number == kServerRefusedErrorNumber) {
+            EXPECT_TRUE(error->detail().contains(QStringLiteral("GPIB0"))) << error->detail().toStdString();
+        }
+    }
+    EXPECT_EQ(c.reports.filter(QStringLiteral("File: ScopeTavrel")).size(), 0)
+        << "the object the host called reports, not the driver inside it";
 }
