@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev googletest
   python3-pyvisa-py python3-numpy python3-serial
   dpkg-dev file
+  clang libclang-rt-14-dev
 )
 
 missing=()

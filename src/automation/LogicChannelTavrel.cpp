@@ -45,9 +45,11 @@ void LogicChannelTavrel::SetPodThreshold(Tavrel_LogicPods pod, double volts) {
 }
 
 Tavrel_LogicPods LogicChannelTavrel::PodOf(Tavrel_LogicBits bit) {
-    if (bit < 0 || bit >= kBits)
-        throw ServerError(QStringLiteral("%1 is not a value of Tavrel_LogicBits").arg(static_cast<int>(bit)));
-    return bit < kBitsPerPod ? Tavrel_Logic_POD1 : Tavrel_Logic_POD2;
+    // Compared as a number: a host may pass any value cast to the enumeration.
+    const int index = static_cast<int>(bit);
+    if (index < 0 || index >= kBits)
+        throw ServerError(QStringLiteral("%1 is not a value of Tavrel_LogicBits").arg(index));
+    return index < kBitsPerPod ? Tavrel_Logic_POD1 : Tavrel_Logic_POD2;
 }
 
 Tavrel_OnOffState LogicChannelTavrel::BitState(Tavrel_LogicBits bit) {

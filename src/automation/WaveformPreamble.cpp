@@ -1,5 +1,7 @@
 #include "automation/WaveformPreamble.h"
 
+#include <cmath>
+
 #include "automation/ServerError.h"
 
 #include <QList>
@@ -179,16 +181,28 @@ WaveformPreamble WaveformPreamble::Parse(const QString& reply) {
     for (int i = 0; i < kPreambleFields; ++i) {
         bool ok = false;
         numbers[i] = fields[i].trimmed().toDouble(&ok);
-        if (!ok)
+        if (!ok || !std::isfinite(numbers[i]))
             throw ServerError(QStringLiteral("field %1 of the waveform preamble %2 is not a number")
                                   .arg(i + 1)
                                   .arg(Quoted(reply.trimmed())));
     }
+    // Format, type, points and count are counts and codes: whole numbers a record can have.
+    const auto whole = [&](int i, double largest) {
+        if (numbers[i] != std::floor(numbers[i]) || std::fabs(numbers[i]) > largest)
+            throw ServerError(
+                QStringLiteral("field %1 of the waveform preamble %2 is not a whole number up to %3")
+                    .arg(i + 1)
+                    .arg(Quoted(reply.trimmed()))
+                    .arg(largest, 0, 'g', 12));
+        return numbers[i];
+    };
+    constexpr double kLargestCode = 1e6;
+    constexpr double kLargestPoints = 1e15; // far beyond any record, well inside a 64-bit count
     WaveformPreamble p;
-    p.format = static_cast<int>(numbers[0]);
-    p.type = static_cast<int>(numbers[1]);
-    p.points = static_cast<qint64>(numbers[2]);
-    p.count = static_cast<int>(numbers[3]);
+    p.format = static_cast<int>(whole(0, kLargestCode));
+    p.type = static_cast<int>(whole(1, kLargestCode));
+    p.points = static_cast<qint64>(whole(2, kLargestPoints));
+    p.count = static_cast<int>(whole(3, kLargestCode));
     p.xIncrement = numbers[4];
     p.xOrigin = numbers[5];
     p.xReference = numbers[6];

@@ -11,7 +11,7 @@ namespace BrumelTB {
 // volts as 32-bit floats, with the preamble that maps them to times and volts. A host that hands the
 // same object back on the next read gets its buffer filled in place.
 struct WaveformSamples {
-    enum Kind { Codes, Volts };
+    enum Kind : int { Codes, Volts };
 
     Kind kind = Codes;
     WaveformPreamble preamble;

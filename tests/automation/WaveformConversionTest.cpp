@@ -51,7 +51,10 @@ QList<double> asDoubles(const QList<quint16>& codes) {
 
 TEST(WaveformPreamble, RefusesWhatIsNoPreamble) {
     for (const char* reply : {"", "1,0,5,1,2e-6,0,0,1,0", "1,0,5,1,2e-6,0,0,1,0,0,9",
-                              "1,0,five,1,2e-6,0,0,1,0,0", "1,0,-5,1,2e-6,0,0,1,0,0"})
+                              "1,0,five,1,2e-6,0,0,1,0,0", "1,0,-5,1,2e-6,0,0,1,0,0",
+                              // found by fuzzing: numbers no count or code can be
+                              "1,7.7e60,8,1,1e-3,0,0,1e-3,0,0", "1,0,2.5,1,1e-3,0,0,1,0,0",
+                              "1,0,1e300,1,1,0,0,1,0,0", "1,0,8,1,inf,0,0,1,0,0", "nan,0,8,1,1,0,0,1,0,0"})
         EXPECT_THROW(WaveformPreamble::Parse(QLatin1String(reply)), ServerError) << reply;
 }
 
@@ -132,7 +135,7 @@ TEST(WaveformConversion, SlicesOfALongRecordMatchThePreamble) {
 TEST(WaveformTransfer, SelectsTheSourceAndKeepsTheSessionInStep) {
     QList<quint16> many; // larger than several read slices, so that samples fall across slice boundaries
     for (int i = 0; i < 300001; ++i)
-        many.append(static_cast<quint16>(i * 7919));
+        many.append(static_cast<quint16>(static_cast<quint32>(i) * 7919u));
     const QString sel =
         QStringLiteral(":WAVeform:SOURce CHANnel%1;FORMat WORD;BYTeorder LSBFirst;POINts %2;PREamble?");
     // clang-format off

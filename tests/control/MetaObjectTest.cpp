@@ -51,9 +51,10 @@ TEST_F(MetaObjectTest, EveryDesignablePropertyWritesThroughTheControlsOwnSetter)
 }
 
 TEST_F(MetaObjectTest, RefusedValuesRaiseTheComponentsErrorAndChangeNothing) {
-    for (const auto& [name, value] :
+    for (const auto& [name, refused] :
          {std::pair{"FontSize", QVariant(40000)}, std::pair{"CountryCode", QVariant(999)},
           std::pair{"TXDelay", QVariant(-5)}}) {
+        const QVariant value = refused;
         const QMetaProperty p = property(TavrelScope::staticMetaObject, name);
         const QVariant before = p.read(&m_control);
         EXPECT_NE(ErrorNumberOf([&] { p.write(&m_control, value); }), 0) << name;

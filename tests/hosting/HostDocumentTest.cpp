@@ -181,7 +181,7 @@ TEST(HostDocument, FailedSaveLeavesThePreviousDocument) {
         rlimit limited = unlimited;
         limited.rlim_cur = limit;
         setrlimit(RLIMIT_FSIZE, &limited);
-        const std::optional<TavrelError> error = ErrorOf([&] { HostDocument::save(path, *bag); });
+        const std::optional<TavrelError> error = ErrorOf([&, &bag = bag] { HostDocument::save(path, *bag); });
         setrlimit(RLIMIT_FSIZE, &unlimited);
         ASSERT_TRUE(error.has_value()) << "saved under a limit of " << limit;
         EXPECT_TRUE(error->detail().contains(path)) << error->detail().toStdString();

@@ -66,7 +66,7 @@ TEST(IOconfigurationAddress, StringsBecomeCanonicalAreKeptVerbatimOrAreRefusedLe
         io.SetActivePortGPIBAddress(12);
         io.SetRS232BaudRate(2, 38400);
         State expected = stateOf(io);
-        EXPECT_EQ(ErrorNumberOf([&] { io.SetActiveAddressString(given); }),
+        EXPECT_EQ(ErrorNumberOf([&, &given = given] { io.SetActiveAddressString(given); }),
                   canonical.isNull() ? kInvalid : 0);
         if (verbatim.contains(given)) expected.address = given;
         if (canonical.isNull() || verbatim.contains(given)) {

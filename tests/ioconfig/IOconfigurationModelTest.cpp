@@ -26,7 +26,8 @@ TEST(IOconfigurationModel, ActiveIOPortTakesOnlyGPIB0To3AndCOM1To4) {
         cases.append({given, QString()});
     for (const auto& [given, accepted] : cases) {
         IO io;
-        EXPECT_EQ(ErrorNumberOf([&] { io.SetActiveIOPort(given); }), accepted.isNull() ? kInvalid : 0)
+        EXPECT_EQ(ErrorNumberOf([&, &given = given] { io.SetActiveIOPort(given); }),
+                  accepted.isNull() ? kInvalid : 0)
             << given.toStdString();
         const QString address = accepted.isNull() ? QStringLiteral("GPIB0::7::INSTR") : accepted;
         EXPECT_EQ(io.ActiveAddressString(), address);
