@@ -8,6 +8,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-serialport-dev qt6-tools-dev qt6-image-formats-plugins
   libgl-dev libxkbcommon-dev fonts-dejavu-core
   libgtest-dev libgmock-dev googletest
+  libtirpc-dev
   python3-pyvisa-py python3-numpy python3-serial
   dpkg-dev file
   clang libclang-rt-14-dev

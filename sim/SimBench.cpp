@@ -128,13 +128,21 @@ std::unique_ptr<SimEndpoint> SimBench::openCom(int port) {
 }
 
 std::unique_ptr<SimConnection> SimBench::openSocket(const SimPlacement& placement) {
+    return openPlaced(placement, SimConnection::Socket);
+}
+
+std::unique_ptr<SimConnection> SimBench::openLink(const SimPlacement& placement) {
+    return openPlaced(placement, SimConnection::Link);
+}
+
+std::unique_ptr<SimConnection> SimBench::openPlaced(const SimPlacement& placement, int bus) {
     for (qsizetype i = 0; i < d->placements.size(); ++i) {
         const SimPlacement& p = d->placements.at(i);
         const bool same =
             p.bus == placement.bus &&
             (p.bus == SimPlacement::Gpib ? p.board == placement.board && p.address == placement.address
                                          : p.comPort == placement.comPort);
-        if (same) return std::make_unique<SimConnection>(d->placed.at(i), SimConnection::Socket);
+        if (same) return std::make_unique<SimConnection>(d->placed.at(i), SimConnection::Bus(bus));
     }
     return nullptr;
 }

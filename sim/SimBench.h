@@ -51,12 +51,17 @@ public:
     // at "\n", with no END and no serial settings. nullptr for an unknown placement.
     // A SimConnection, so that a server can close() it from another thread.
     std::unique_ptr<SimConnection> openSocket(const SimPlacement& placement);
+    // The same as a message-based network link (VXI-11) carries it: as on GPIB, a write ends with
+    // END and a read flags the end of a response. While it is open, the instrument's output goes to
+    // it alone.
+    std::unique_ptr<SimConnection> openLink(const SimPlacement& placement);
 
     // Implementation detail; defined in SimBench.cpp.
     struct Impl;
 
 private:
     SimBench();
+    std::unique_ptr<SimConnection> openPlaced(const SimPlacement& placement, int bus);
     std::unique_ptr<Impl> d;
 };
 

@@ -5,7 +5,16 @@
 namespace tavrelsim {
 
 SimConnection::SimConnection(std::shared_ptr<SimInstrument> instrument, Bus bus)
-    : m_instrument(std::move(instrument)), m_bus(bus) {}
+    : m_instrument(std::move(instrument)), m_bus(bus) {
+    if (m_bus == Link) {
+        m_talking = true;
+        m_instrument->claimOutput(true);
+    }
+}
+
+SimConnection::~SimConnection() {
+    if (m_talking.exchange(false)) m_instrument->claimOutput(false);
+}
 
 void SimConnection::write(const QByteArray& bytes) {
     if (m_dropped) return;
@@ -13,7 +22,7 @@ void SimConnection::write(const QByteArray& bytes) {
         const SimSerialSettings host = serialSettings();
         m_instrument->receive(bytes, false, &host);
     } else {
-        m_instrument->receive(bytes, m_bus == Gpib);
+        m_instrument->receive(bytes, endsMessages());
     }
 }
 
@@ -28,7 +37,7 @@ SimReadResult SimConnection::read(qsizetype maxBytes, int timeoutMs) {
         const SimSerialSettings host = serialSettings();
         chunk = m_instrument->send(maxBytes, timeoutMs, false, &host, &m_dropped);
     } else {
-        chunk = m_instrument->send(maxBytes, timeoutMs, m_bus == Gpib, nullptr, &m_dropped);
+        chunk = m_instrument->send(maxBytes, timeoutMs, endsMessages(), nullptr, &m_dropped, m_bus == Link);
     }
     if (m_dropped && !chunk.dropped) {
         result.status = SimReadResult::Dropped; // closed while we waited
@@ -48,6 +57,7 @@ SimReadResult SimConnection::read(qsizetype maxBytes, int timeoutMs) {
 
 void SimConnection::close() {
     m_dropped = true;
+    if (m_talking.exchange(false)) m_instrument->claimOutput(false);
     m_instrument->wake();
 }
 

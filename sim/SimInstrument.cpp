@@ -36,7 +36,8 @@ void SimInstrument::queue(SimResponse response) {
 }
 
 SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool toMessageEnd,
-                                         const SimSerialSettings* host, const std::atomic<bool>* gone) {
+                                         const SimSerialSettings* host, const std::atomic<bool>* gone,
+                                         bool talker) {
     std::unique_lock lock(m_mutex);
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(std::max(timeoutMs, 0));
     Chunk chunk;
@@ -47,7 +48,7 @@ SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool
         }
         const Clock::time_point now = Clock::now();
         Clock::time_point wake = deadline;
-        if (hears(host) && !m_output.empty()) {
+        if (hears(host) && (talker || m_claims == 0) && !m_output.empty()) {
             if (m_output.front().readyAt <= now) break;
             wake = std::min(wake, m_output.front().readyAt);
         }
@@ -82,6 +83,12 @@ SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool
         }
     }
     return chunk;
+}
+
+void SimInstrument::claimOutput(bool claim) {
+    std::lock_guard lock(m_mutex);
+    m_claims += claim ? 1 : -1;
+    m_outputChanged.notify_all();
 }
 
 void SimInstrument::wake() {

@@ -42,8 +42,12 @@ public:
     // Waits up to timeoutMs for readable output. toMessageEnd: stop at the end of a response
     // message (GPIB reads end at END). The host settings rule applies as for receive.
     // gone: the connection was closed meanwhile; the wait ends at once, empty-handed.
+    // talker: the reader is a network link holding the output (see claimOutput).
     Chunk send(qsizetype maxBytes, int timeoutMs, bool toMessageEnd, const SimSerialSettings* host = nullptr,
-               const std::atomic<bool>* gone = nullptr);
+               const std::atomic<bool>* gone = nullptr, bool talker = false);
+    // A network link takes (true) or gives back (false) the output: while any holds it, only
+    // talkers' reads get the output, and the others wait as if there were none.
+    void claimOutput(bool claim);
     // Wakes every waiting send() so that it looks at its connection again.
     void wake();
     // Device clear: pending input and output are gone.
@@ -67,6 +71,7 @@ private:
     const std::optional<SimSerialSettings> m_line;
     ScpiFramer m_input;
     std::deque<Output> m_output;
+    int m_claims = 0;
 };
 
 } // namespace tavrelsim

@@ -4,6 +4,7 @@
 #include "InstrumentBridge.h"
 #include "SignalWatcher.h"
 #include "sim/SimBench.h"
+#include "sim/vxi11/Vxi11Server.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -42,7 +43,9 @@ int main(int argc, char** argv) {
     const QCommandLineOption linkOption("pty-link-dir",
                                         "Also make DIR/COMn symlinks to the pseudo-terminals.", "DIR");
     const QCommandLineOption quietOption("quiet", "No traffic log on standard error.");
-    cli.addOptions({benchOption, portOption, linkOption, quietOption});
+    const QCommandLineOption portmapperOption(
+        "portmapper-port", "TCP port of the VXI-11 portmapper; 0 (default) picks a free port.", "N", "0");
+    cli.addOptions({benchOption, portOption, linkOption, quietOption, portmapperOption});
     cli.process(app);
 
     bool ok = false;
@@ -94,11 +97,26 @@ int main(int argc, char** argv) {
     for (const auto& bridge : bridges)
         bridge->start();
 
+    // Every instrument over VXI-11 as well, behind one portmapper.
+    const int portmapperPort = cli.value(portmapperOption).toInt(&ok);
+    if (!ok || portmapperPort < 0 || portmapperPort > 65535)
+        return fail("--portmapper-port must be 0..65535", 2);
+    Vxi11Server vxi11(bench);
+    if (QString error; !vxi11.listen(quint16(portmapperPort), &error)) return fail(error);
+    out << "portmapper vxi11 tcp 127.0.0.1:" << vxi11.portmapperPort() << '\n';
+    for (const SimPlacement& p : bench->placements())
+        out << (p.bus == SimPlacement::Com ? QString("COM%1").arg(p.comPort)
+                                           : QString("GPIB%1::%2::INSTR").arg(p.board).arg(p.address))
+            << ' ' << (p.model.isEmpty() ? p.kind : p.model)
+            << " vxi11 TCPIP0::127.0.0.1::" << Vxi11Server::deviceName(p) << "::INSTR\n";
+    vxi11.start();
+
     SignalWatcher watcher;
     QObject::connect(&watcher, &SignalWatcher::terminate, &app, &QCoreApplication::quit);
     out << "ready" << Qt::endl;
 
     const int rc = app.exec();
+    vxi11.stop();
     for (const auto& bridge : bridges)
         bridge->requestStop(); // all at once, so the pumps wind down together
     for (const auto& bridge : bridges)

@@ -6,6 +6,7 @@
 #include "iolib/backends/GpibBackend.h"
 #include "iolib/backends/LanBackend.h"
 #include "iolib/backends/SerialPortBackend.h"
+#include "iolib/backends/Vxi11Backend.h"
 
 #include <QRegularExpression>
 #include <stdexcept>
@@ -67,6 +68,7 @@ IOManager::IOManager() {
     m_backends.push_back(std::make_unique<GpibBackend>(GpibLibrary::load()));
     m_backends.push_back(std::make_unique<SerialPortBackend>(SerialPortBackend::devicesFromEnvironment()));
     m_backends.push_back(std::make_unique<LanBackend>());
+    m_backends.push_back(std::make_unique<Vxi11Backend>());
 }
 
 IOManager::IOManager(std::vector<std::unique_ptr<IOBackend>> backends, bool simulated)

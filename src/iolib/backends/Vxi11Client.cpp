@@ -1,0 +1,296 @@
+#include "iolib/backends/Vxi11Client.h"
+
+#include "iolib/IOError.h"
+
+#include <QDeadlineTimer>
+#include <QRandomGenerator>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <rpc/rpc.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+// After rpc.h, whose types it uses.
+#include <rpc/pmap_prot.h>
+
+namespace CorvaneIOUtilsLib {
+
+namespace {
+
+// Reply header: xid, direction, reply status, verifier flavor and length, accept status.
+constexpr qsizetype kReplyHeaderBytes = 24;
+// Call header with no credentials: xid, direction, RPC version, program, version, procedure and two
+// empty authentication fields.
+constexpr qsizetype kCallHeaderBytes = 40;
+constexpr quint32 kLastFragment = 0x80000000u;
+// A reply that overran its call's timeout is skipped when it comes; this many in a row means the
+// server answers something other than what we ask.
+constexpr int kStaleRepliesTolerated = 8;
+// The whole of one call, however steadily its reply trickles in, ends within this many timeouts.
+constexpr int kTotalTimeFactor = 10;
+
+QString errnoText(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+} // namespace
+
+Vxi11Client::Vxi11Client(const QString& host, quint16 port, QString resource, QString what, int timeoutMs)
+    : m_resource(std::move(resource)), m_what(std::move(what)),
+      m_where(QStringLiteral("%1:%2").arg(host).arg(port)),
+      m_nextXid(QRandomGenerator::global()->generate()) {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (const int rc =
+            ::getaddrinfo(host.toUtf8().constData(), QByteArray::number(port).constData(), &hints, &found);
+        rc != 0)
+        throw IOError(IOError::NotFound,
+                      QStringLiteral("%1: host %2 not found (%3)")
+                          .arg(m_resource, host, QString::fromLocal8Bit(gai_strerror(rc))));
+    const QDeadlineTimer deadline(timeoutMs);
+    QString problem;
+    bool timedOut = false;
+    for (addrinfo* a = found; a && m_fd < 0; a = a->ai_next) {
+        const int fd = ::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol);
+        if (fd < 0) {
+            problem = errnoText(errno);
+            continue;
+        }
+        m_fd = fd;
+        if (::connect(fd, a->ai_addr, a->ai_addrlen) != 0 && errno != EINPROGRESS) {
+            problem = errnoText(errno);
+        } else {
+            const Wait ready = waitFor(POLLOUT, deadline.remainingTime());
+            int error = 0;
+            socklen_t length = sizeof error;
+            if (ready == Wait::Ready && ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 &&
+                error == 0)
+                break;
+            timedOut = ready == Wait::Timeout;
+            problem = timedOut ? QString() : errnoText(error ? error : errno);
+        }
+        ::close(fd);
+        m_fd = -1;
+    }
+    ::freeaddrinfo(found);
+    if (m_fd >= 0) {
+        const int on = 1;
+        ::setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        return;
+    }
+    if (timedOut)
+        throw IOError(IOError::Timeout, QStringLiteral("%1: no answer from %2 at %3 within %4 ms")
+                                            .arg(m_resource, m_what, m_where)
+                                            .arg(timeoutMs));
+    throw IOError(
+        IOError::NotFound,
+        QStringLiteral("%1: no %2 accepts connections at %3 (%4)").arg(m_resource, m_what, m_where, problem));
+}
+
+Vxi11Client::~Vxi11Client() {
+    close();
+}
+
+void Vxi11Client::close() {
+    if (m_fd >= 0) ::close(m_fd);
+    m_fd = -1;
+}
+
+void Vxi11Client::failDropped(const QString& while_) {
+    close();
+    throw IOError(IOError::Dropped, QStringLiteral("%1: the connection to %2 at %3 went away %4")
+                                        .arg(m_resource, m_what, m_where, while_));
+}
+
+Vxi11Client::Wait Vxi11Client::waitFor(short events, qint64 remainingMs) {
+    const QDeadlineTimer deadline(std::max<qint64>(0, remainingMs));
+    for (;;) {
+        pollfd p{m_fd, events, 0};
+        const int ready =
+            ::poll(&p, 1, static_cast<int>(std::min<qint64>(deadline.remainingTime(), 1 << 30)));
+        if (ready > 0) return (p.revents & (events | POLLHUP | POLLERR)) ? Wait::Ready : Wait::Failed;
+        if (ready == 0) return Wait::Timeout;
+        if (errno != EINTR) return Wait::Failed;
+    }
+}
+
+void Vxi11Client::sendAll(const QByteArray& bytes, int timeoutMs) {
+    QDeadlineTimer deadline(timeoutMs);
+    qsizetype sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t n = ::send(m_fd, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent),
+                                 MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (n > 0) {
+            sent += n;
+            deadline.setRemainingTime(timeoutMs);
+            continue;
+        }
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK)
+            failDropped(QStringLiteral("while sending (%1)").arg(errnoText(errno)));
+        const Wait wait = waitFor(POLLOUT, deadline.remainingTime());
+        if (wait == Wait::Timeout) {
+            // Part of a record is out: the stream cannot carry another call.
+            close();
+            throw IOError(IOError::Timeout, QStringLiteral("%1: %2 at %3 took nothing for %4 ms")
+                                                .arg(m_resource, m_what, m_where)
+                                                .arg(timeoutMs));
+        }
+        if (wait == Wait::Failed) failDropped(QStringLiteral("while sending"));
+    }
+}
+
+bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs) {
+    record.clear();
+    QDeadlineTimer deadline(timeoutMs);
+    const QDeadlineTimer total(qint64(timeoutMs) * kTotalTimeFactor);
+    bool started = false;
+    // Reads exactly count bytes to out, sliding the deadline while they come.
+    auto receive = [&](char* out, qsizetype count) {
+        qsizetype got = 0;
+        while (got < count) {
+            const ssize_t n = ::recv(m_fd, out + got, static_cast<size_t>(count - got), MSG_DONTWAIT);
+            if (n > 0) {
+                got += n;
+                started = true;
+                deadline.setRemainingTime(timeoutMs);
+                continue;
+            }
+            if (n == 0)
+                failDropped(started ? QStringLiteral("in the middle of a reply")
+                                    : QStringLiteral("before it replied"));
+            if (errno == EINTR) continue;
+            if (errno != EAGAIN && errno != EWOULDBLOCK)
+                failDropped(QStringLiteral("while receiving (%1)").arg(errnoText(errno)));
+            const Wait wait = waitFor(POLLIN, std::min(deadline.remainingTime(), total.remainingTime()));
+            if (wait == Wait::Failed) failDropped(QStringLiteral("while receiving"));
+            if (wait == Wait::Timeout) {
+                if (!started) return false;
+                close(); // half a record is in: the stream is out of step
+                throw IOError(IOError::Timeout,
+                              QStringLiteral("%1: the reply from %2 at %3 stopped in the middle for %4 ms")
+                                  .arg(m_resource, m_what, m_where)
+                                  .arg(timeoutMs));
+            }
+        }
+        return true;
+    };
+    for (bool last = false; !last;) {
+        unsigned char mark[4];
+        if (!receive(reinterpret_cast<char*>(mark), 4)) return false;
+        const quint32 word =
+            quint32(mark[0]) << 24 | quint32(mark[1]) << 16 | quint32(mark[2]) << 8 | mark[3];
+        last = word & kLastFragment;
+        const qsizetype length = word & ~kLastFragment;
+        // The announced length is checked before anything is taken for it.
+        if (length > limit - record.size()) {
+            close();
+            throw IOError(
+                IOError::TooLarge,
+                QStringLiteral("%1: %2 at %3 announced a reply of more than %4 bytes, %5 at most were "
+                               "expected")
+                    .arg(m_resource, m_what, m_where)
+                    .arg(record.size() + length)
+                    .arg(limit));
+        }
+        const qsizetype at = record.size();
+        record.resize(at + length);
+        receive(record.data() + at, length);
+    }
+    return true;
+}
+
+void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, const Codec& args,
+                       qsizetype argsBytes, const Codec& results, qsizetype replyLimit, int timeoutMs) {
+    if (m_fd < 0)
+        throw IOError(
+            IOError::Dropped,
+            QStringLiteral("%1: the connection to %2 at %3 is closed").arg(m_resource, m_what, m_where));
+    const quint32 xid = m_nextXid++;
+    QByteArray request(4 + kCallHeaderBytes + argsBytes, Qt::Uninitialized);
+    XDR out;
+    xdrmem_create(&out, request.data() + 4, static_cast<u_int>(request.size() - 4), XDR_ENCODE);
+    rpc_msg message{};
+    message.rm_xid = xid;
+    message.rm_direction = CALL;
+    message.rm_call.cb_rpcvers = RPC_MSG_VERSION;
+    message.rm_call.cb_prog = program;
+    message.rm_call.cb_vers = version;
+    message.rm_call.cb_proc = procedure;
+    message.rm_call.cb_cred.oa_flavor = AUTH_NONE;
+    message.rm_call.cb_verf.oa_flavor = AUTH_NONE;
+    const bool encoded = xdr_callmsg(&out, &message) && (!args || args(&out));
+    const u_int length = xdr_getpos(&out);
+    xdr_destroy(&out);
+    if (!encoded)
+        throw IOError(IOError::Unsupported,
+                      QStringLiteral("%1: the request does not fit a call to %2").arg(m_resource, m_what));
+    request.truncate(4 + length);
+    const quint32 mark = kLastFragment | length;
+    for (int i = 0; i < 4; ++i)
+        request[i] = char(mark >> (24 - 8 * i));
+    sendAll(request, timeoutMs);
+
+    QByteArray reply;
+    for (int stale = 0;; ++stale) {
+        if (!receiveRecord(reply, kReplyHeaderBytes + 400 + replyLimit, timeoutMs))
+            throw IOError(IOError::Timeout, QStringLiteral("%1: %2 at %3 did not reply within %4 ms")
+                                                .arg(m_resource, m_what, m_where)
+                                                .arg(timeoutMs));
+        XDR in;
+        xdrmem_create(&in, reply.data(), static_cast<u_int>(reply.size()), XDR_DECODE);
+        u_int replyXid = 0, direction = 0, replyStatus = 0, flavor = 0, verifierLength = 0, acceptStatus = 0;
+        bool ok = xdr_u_int(&in, &replyXid) && xdr_u_int(&in, &direction);
+        if (ok && direction == REPLY && replyXid != xid && stale < kStaleRepliesTolerated) {
+            xdr_destroy(&in);
+            continue; // the late answer to a call that timed out
+        }
+        const bool header = ok && direction == REPLY && replyXid == xid && xdr_u_int(&in, &replyStatus);
+        const bool accepted = header && replyStatus == MSG_ACCEPTED && xdr_u_int(&in, &flavor) &&
+                              xdr_u_int(&in, &verifierLength) && verifierLength <= MAX_AUTH_BYTES &&
+                              xdr_setpos(&in, xdr_getpos(&in) + ((verifierLength + 3) & ~3u)) &&
+                              xdr_u_int(&in, &acceptStatus);
+        const bool decoded = accepted && acceptStatus == SUCCESS && (!results || results(&in));
+        xdr_destroy(&in);
+        if (decoded) return;
+        QString why = QStringLiteral("a malformed reply");
+        if (header && replyStatus != MSG_ACCEPTED)
+            why = QStringLiteral("a refusal of the call");
+        else if (accepted && acceptStatus != SUCCESS)
+            why = QStringLiteral("an error (accept status %1) to procedure %2 of program %3")
+                      .arg(acceptStatus)
+                      .arg(procedure)
+                      .arg(program);
+        throw IOError(IOError::Protocol,
+                      QStringLiteral("%1: %2 at %3 sent %4").arg(m_resource, m_what, m_where, why));
+    }
+}
+
+quint16 Vxi11Client::lookupPort(const QString& host, quint16 portmapperPort, quint32 program, quint32 version,
+                                const QString& resource, int timeoutMs) {
+    Vxi11Client portmapper(host, portmapperPort, resource, QStringLiteral("portmapper"), timeoutMs);
+    u_int prog = program, vers = version, protocol = IPPROTO_TCP, none = 0, port = 0;
+    portmapper.call(
+        PMAPPROG, PMAPVERS, PMAPPROC_GETPORT,
+        [&](XDR* x) {
+            return xdr_u_int(x, &prog) && xdr_u_int(x, &vers) && xdr_u_int(x, &protocol) &&
+                   xdr_u_int(x, &none);
+        },
+        16, [&](XDR* x) { return xdr_u_int(x, &port); }, 4, timeoutMs);
+    if (port == 0 || port > 65535)
+        throw IOError(IOError::NotFound, QStringLiteral("%1: the portmapper at %2 knows no VXI-11 server (it "
+                                                        "gave port %3)")
+                                             .arg(resource, portmapper.m_where)
+                                             .arg(port));
+    return static_cast<quint16>(port);
+}
+
+} // namespace CorvaneIOUtilsLib
