@@ -16,14 +16,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum Backend { InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial };
-const char* const kBackendNames[] = {"InProcess", "GpibThreadStatus", "GpibGlobalStatus", "Lan", "Serial"};
-const char* const kIoTypes[] = {"GPIB", "GPIB", "GPIB", "TCPIP", "ASRL"};
-const char* const kGpibLibraries[] = {"/nonexistent/libgpib.so.0", GPIB_DOUBLE_PATH, GPIB_DOUBLE_GLOBALS_PATH,
+enum Backend { InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial, Vxi11 };
+const char* const kBackendNames[] = {"InProcess", "GpibThreadStatus", "GpibGlobalStatus",
+                                     "Lan",       "Serial",           "Vxi11"};
+const char* const kIoTypes[] = {"GPIB", "GPIB", "GPIB", "TCPIP", "ASRL", "TCPIP"};
+const char* const kGpibLibraries[] = {"/nonexistent/libgpib.so.0", GPIB_DOUBLE_PATH,
+                                      GPIB_DOUBLE_GLOBALS_PATH,    "/nonexistent/libgpib.so.0",
                                       "/nonexistent/libgpib.so.0", "/nonexistent/libgpib.so.0"};
 
 // The GPIB library runs over the test double (with per-thread status functions, or only the old global
-// variables); Lan and Serial reach tavrel-sim's sockets and pseudo-terminals.
+// variables); Lan, Serial and Vxi11 reach tavrel-sim's sockets, pseudo-terminals and VXI-11 server.
 class EndToEnd : public ::testing::TestWithParam<Backend> {
 protected:
     static void SetUpTestSuite() {
@@ -42,6 +44,7 @@ protected:
     QString at(const QString& resource) const {
         if (GetParam() == InProcess) return resource;
         if (GetParam() == Lan) return sim->socket(resource);
+        if (GetParam() == Vxi11) return sim->vxi11(resource);
         return resource.startsWith(u"COM"_s) == (GetParam() == Serial) ? resource : QString();
     }
     QString eol() const { return GetParam() == Serial ? QString() : u"\n"_s; }
@@ -57,6 +60,7 @@ protected:
     EnvironmentGuard library{"TAVREL_GPIB_LIBRARY", kGpibLibraries[GetParam()]};
     EnvironmentGuard bench{"TAVREL_GPIB_DOUBLE_BENCH", benchFile().toLocal8Bit()};
     EnvironmentGuard ports{"TAVREL_COM_PORTS", comPorts()};
+    EnvironmentGuard portmapper{"TAVREL_PORTMAPPER_PORT", sim ? sim->portmapperPort() : QByteArray()};
     std::unique_ptr<IOManager> manager;
 };
 
@@ -161,7 +165,7 @@ TEST_P(EndToEnd, PortsCanBeUsedFromSeveralThreadsAtOnce) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EndToEnd,
-                         ::testing::Values(InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial),
+                         ::testing::Values(InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial, Vxi11),
                          [](const auto& info) { return std::string(kBackendNames[info.param]); });
 
 // The simulated serial instrument hears only a host whose line matches its own (COM1 9600 8N1, COM2 2400

@@ -90,7 +90,14 @@ struct SimProcess {
         const QString at = endpoints.value(resource + u" tcp"_s);
         return at.isEmpty() ? at : u"TCPIP0::%1::SOCKET"_s.arg(QString(at).replace(':', "::"));
     }
+    // The resource's VXI-11 address; TAVREL_PORTMAPPER_PORT must name portmapperPort().
+    QString vxi11(const QString& resource) const { return endpoints.value(resource + u" vxi11"_s); }
+    QByteArray portmapperPort() const {
+        return endpoints.value(u"portmapper tcp"_s).section(':', 1).toLatin1();
+    }
 
     QProcess process;
-    QMap<QString, QString> endpoints; // "<resource> tcp|pty" -> 127.0.0.1:port or /dev/pts/n
+    // "<resource> tcp|pty|vxi11" -> 127.0.0.1:port, /dev/pts/n or TCPIP0::127.0.0.1::gpib0,7::INSTR;
+    // "portmapper tcp" -> 127.0.0.1:port
+    QMap<QString, QString> endpoints;
 };
