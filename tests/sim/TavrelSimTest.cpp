@@ -29,7 +29,7 @@ struct SimProcess {
                 if (line == "ready") return true;
                 lines << line;
                 const QStringList f = line.split(' ');
-                if (f.size() >= 4) (f[2] == "tcp" ? tcp : pty)[f[0]] = f[3];
+                if (f.size() >= 4) (f[2] == "tcp" ? tcp : f[2] == "pty" ? pty : other)[f[0]] = f[3];
             }
             if (!process.waitForReadyRead(10000)) return false;
         }
@@ -44,7 +44,7 @@ struct SimProcess {
 
     QProcess process;
     QStringList lines;
-    QMap<QString, QString> tcp, pty;
+    QMap<QString, QString> tcp, pty, other;
 };
 
 bool connect(QTcpSocket& s, quint16 port) {
@@ -91,11 +91,16 @@ TEST_F(TavrelSim, AnnouncesEveryEndpointOfTheDefaultBench) {
         shapes << line.replace(links.path(), "DIR");
     }
     EXPECT_EQ(shapes,
-              QStringList({"GPIB0::3::INSTR no_comma tcp 127.0.0.1:PORT",
-                           "GPIB0::7::INSTR TV100A tcp 127.0.0.1:PORT",
-                           "GPIB0::12::INSTR TV200B tcp 127.0.0.1:PORT",
-                           "GPIB0::22::INSTR silent tcp 127.0.0.1:PORT", "COM1 TV100A tcp 127.0.0.1:PORT",
-                           "COM1 TV100A pty PTS DIR/COM1", "COM2 none pty PTS DIR/COM2"}));
+              QStringList(
+                  {"GPIB0::3::INSTR no_comma tcp 127.0.0.1:PORT", "GPIB0::7::INSTR TV100A tcp 127.0.0.1:PORT",
+                   "GPIB0::12::INSTR TV200B tcp 127.0.0.1:PORT", "GPIB0::22::INSTR silent tcp 127.0.0.1:PORT",
+                   "COM1 TV100A tcp 127.0.0.1:PORT", "COM1 TV100A pty PTS DIR/COM1",
+                   "COM2 none pty PTS DIR/COM2", "portmapper vxi11 tcp 127.0.0.1:PORT",
+                   "GPIB0::3::INSTR no_comma vxi11 TCPIP0::127.0.0.1::gpib0,3::INSTR",
+                   "GPIB0::7::INSTR TV100A vxi11 TCPIP0::127.0.0.1::gpib0,7::INSTR",
+                   "GPIB0::12::INSTR TV200B vxi11 TCPIP0::127.0.0.1::gpib0,12::INSTR",
+                   "GPIB0::22::INSTR silent vxi11 TCPIP0::127.0.0.1::gpib0,22::INSTR",
+                   "COM1 TV100A vxi11 TCPIP0::127.0.0.1::com1::INSTR"}));
 }
 
 TEST_F(TavrelSim, TcpCarriesBlocksWithNewlinesAndWholeRecords) {
