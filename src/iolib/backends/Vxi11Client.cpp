@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -104,10 +103,11 @@ void Vxi11Client::close() {
     m_fd = -1;
 }
 
-void Vxi11Client::failDropped(const QString& while_) {
+void Vxi11Client::failDropped(const QString& when) {
     close();
-    throw IOError(IOError::Dropped, QStringLiteral("%1: the connection to %2 at %3 went away %4")
-                                        .arg(m_resource, m_what, m_where, while_));
+    throw IOError(
+        IOError::Dropped,
+        QStringLiteral("%1: the connection to %2 at %3 went away %4").arg(m_resource, m_what, m_where, when));
 }
 
 Vxi11Client::Wait Vxi11Client::waitFor(short events, qint64 remainingMs) {

@@ -45,7 +45,7 @@ private:
     void sendAll(const QByteArray& bytes, int timeoutMs);
     // Reads one whole record; false when the deadline passed first.
     bool receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs);
-    [[noreturn]] void failDropped(const QString& while_);
+    [[noreturn]] void failDropped(const QString& when);
 
     int m_fd = -1;
     QString m_resource;
