@@ -3,10 +3,12 @@
 
 #include "IolibTestSupport.h"
 #include "iolib/IOManager.h"
+#include "iolib/backends/Vxi11Transport.h"
 #include "sim/SimBench.h"
 #include "sim/vxi11/Vxi11Server.h"
 #include "support/LoopbackListener.h"
 
+#include <QThread>
 #include <atomic>
 #include <poll.h>
 #include <thread>
@@ -262,6 +264,25 @@ TEST_F(Vxi11, FaultsEndInAClearErrorWithinTheTimeout) {
         scripted.reset();
         expectWorkingSession();
     }
+}
+
+// A reply that comes after the call gave up is known by its transaction id and skipped: the next
+// call gets its own reply, and the session goes on.
+TEST(Vxi11Late, AReplyAfterTheCallGaveUpIsSkipped) {
+    int reads = 0;
+    ScriptedServer scripted([&](quint32 procedure, quint32 xid) {
+        if (procedure != 12) return linkThen(procedure, xid, 0, {});
+        if (++reads == 1) QThread::msleep(Vxi11Transport::kReplyMarginMs + 500); // past the call's wait
+        return success(xid, words({0, 4, 2}) + QByteArray("1\n\0\0", 4));
+    });
+    EnvironmentGuard port("TAVREL_PORTMAPPER_PORT", scripted.port());
+    auto session = IOManager().Open(u"TCPIP0::127.0.0.1::inst0::INSTR"_s);
+    session->SetTimeout(200);
+    session->WriteString(u"*OPC?"_s);
+    EXPECT_EQ(failureOf([&] { session->ReadString(); }).kind, IOError::Timeout);
+    QThread::msleep(600); // the late reply is there now, ahead of the next one
+    session->SetTimeout(1000);
+    EXPECT_EQ(session->Query(u"*OPC?"_s), u"1"_s);
 }
 
 TEST(Vxi11Address, APortmapperPortThatIsNoPortIsRefused) {
