@@ -6,13 +6,16 @@
 #include <QRandomGenerator>
 #include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <rpc/rpc.h>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 // After rpc.h, whose types it uses.
@@ -40,21 +43,55 @@ QString errnoText(int error) {
 
 } // namespace
 
+// The resolver has no timeout of its own: a name is looked up on a thread of its own, which is left
+// to finish by itself (and free what it found) when the timeout passes first.
+addrinfo* Vxi11Client::resolve(const QString& host, quint16 port, int timeoutMs) const {
+    struct Lookup {
+        std::mutex mutex;
+        std::condition_variable done;
+        bool finished = false;
+        bool abandoned = false;
+        int rc = 0;
+        addrinfo* found = nullptr;
+    };
+    const auto lookup = std::make_shared<Lookup>();
+    std::thread([lookup, name = host.toUtf8(), service = QByteArray::number(port)] {
+        addrinfo hints{};
+        hints.ai_family = AF_UNSPEC;
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* found = nullptr;
+        const int rc = ::getaddrinfo(name.constData(), service.constData(), &hints, &found);
+        std::lock_guard lock(lookup->mutex);
+        if (lookup->abandoned) {
+            if (rc == 0) ::freeaddrinfo(found);
+            return;
+        }
+        lookup->rc = rc;
+        lookup->found = found;
+        lookup->finished = true;
+        lookup->done.notify_all();
+    }).detach();
+    std::unique_lock lock(lookup->mutex);
+    if (!lookup->done.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
+                               [&] { return lookup->finished; })) {
+        lookup->abandoned = true;
+        throw IOError(
+            IOError::Timeout,
+            QStringLiteral("%1: host %2 was not found within %3 ms").arg(m_resource, host).arg(timeoutMs));
+    }
+    if (lookup->rc != 0)
+        throw IOError(IOError::NotFound,
+                      QStringLiteral("%1: host %2 not found (%3)")
+                          .arg(m_resource, host, QString::fromLocal8Bit(gai_strerror(lookup->rc))));
+    return lookup->found;
+}
+
 Vxi11Client::Vxi11Client(const QString& host, quint16 port, QString resource, QString what, int timeoutMs)
     : m_resource(std::move(resource)), m_what(std::move(what)),
       m_where(QStringLiteral("%1:%2").arg(host).arg(port)),
       m_nextXid(QRandomGenerator::global()->generate()) {
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (const int rc =
-            ::getaddrinfo(host.toUtf8().constData(), QByteArray::number(port).constData(), &hints, &found);
-        rc != 0)
-        throw IOError(IOError::NotFound,
-                      QStringLiteral("%1: host %2 not found (%3)")
-                          .arg(m_resource, host, QString::fromLocal8Bit(gai_strerror(rc))));
     const QDeadlineTimer deadline(timeoutMs);
+    addrinfo* found = resolve(host, port, timeoutMs);
     QString problem;
     bool timedOut = false;
     for (addrinfo* a = found; a && m_fd < 0; a = a->ai_next) {

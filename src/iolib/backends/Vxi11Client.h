@@ -5,6 +5,7 @@
 #include <functional>
 
 struct __rpc_xdr;
+struct addrinfo;
 
 namespace CorvaneIOUtilsLib {
 
@@ -41,6 +42,8 @@ public:
 
 private:
     enum class Wait { Ready, Timeout, Failed };
+    // The addresses of host, looked up within timeoutMs; throws IOError.
+    addrinfo* resolve(const QString& host, quint16 port, int timeoutMs) const;
     Wait waitFor(short events, qint64 remainingMs);
     void sendAll(const QByteArray& bytes, int timeoutMs);
     // Reads one whole record; false when the deadline passed first.
