@@ -171,14 +171,21 @@ TEST(TavrelSimProcess, BadBenchPortBaseFaultsAndCleanShutdown) {
                  {"address": 2, "kind": "tavrel", "faults": {"truncate_blocks": 3}}]}],
                "com": [{"port": 4}]})");
     quint16 base = 0;
-    {
-        QTcpServer probe; // a free pair of ports, most likely still free a moment later
-        ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
-        base = probe.serverPort() < 65000 ? probe.serverPort() : 40000;
-    }
     SimProcess sim;
-    ASSERT_TRUE(sim.start(
-        {"--bench", bench, "--port-base", QString::number(base), "--pty-link-dir", dir.path(), "--quiet"}));
+    // A free pair of ports, most likely still free a moment later; tests running beside this one
+    // may take one meanwhile, so a few pairs are tried.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        {
+            QTcpServer probe;
+            ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
+            base = probe.serverPort() < 65000 ? probe.serverPort() : 40000;
+        }
+        if (sim.start({"--bench", bench, "--port-base", QString::number(base), "--pty-link-dir", dir.path(),
+                       "--quiet"}))
+            break;
+        sim.process.waitForFinished(10000);
+    }
+    ASSERT_EQ(sim.process.state(), QProcess::Running) << "tavrel-sim did not get ready on any pair of ports";
     EXPECT_EQ(sim.port("GPIB2::1::INSTR"), base);
     EXPECT_EQ(sim.port("GPIB2::2::INSTR"), base + 1);
 
