@@ -210,3 +210,58 @@ TEST(TavrelSimProcess, BadBenchPortBaseFaultsAndCleanShutdown) {
 }
 
 } // namespace
+
+// Resident memory of a process in kilobytes, from /proc.
+qint64 residentKb(qint64 pid) {
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly)) return -1;
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:")) return line.mid(6).trimmed().split(' ').value(0).toLongLong();
+    return -1;
+}
+
+// Hostile clients on one instrument's port: a crowd of connections, half-open ones, garbage and a
+// line without an end far past what the simulator takes. It stays up, its memory stays bounded, the
+// other instruments answer throughout, and the next client of the attacked one is served.
+TEST_F(TavrelSim, StaysUpAndBoundedUnderHostileClients) {
+    QTcpSocket bystander;
+    ASSERT_TRUE(connect(bystander, sim.port("GPIB0::12::INSTR")));
+    const quint16 attacked = sim.port("GPIB0::7::INSTR");
+
+    std::vector<std::unique_ptr<QTcpSocket>> crowd;
+    for (int i = 0; i < 200; ++i) {
+        crowd.push_back(std::make_unique<QTcpSocket>());
+        crowd.back()->connectToHost("127.0.0.1", attacked);
+    }
+    for (auto& s : crowd)
+        s->waitForConnected(2000);
+    QByteArray garbage(64 * 1024, '\0');
+    for (qsizetype i = 0; i < garbage.size(); ++i)
+        garbage[i] = char((i * 7919) >> 3);
+    crowd.back()->write(garbage);
+    crowd.back()->waitForBytesWritten(2000);
+    EXPECT_TRUE(ask(bystander, "*IDN?").startsWith("CORVANE")) << "another instrument answers";
+
+    QTcpSocket endless;
+    ASSERT_TRUE(connect(endless, attacked));
+    const QByteArray chunk(1024 * 1024, 'A');
+    for (int i = 0; i < 24; ++i) { // 24 MB, past the 16 MiB a program message may take
+        endless.write(chunk);
+        endless.waitForBytesWritten(5000);
+    }
+    endless.write("\n*IDN?\n");
+    endless.waitForBytesWritten(5000);
+    QByteArray answer;
+    for (int i = 0; i < 50 && !answer.contains('\n'); ++i)
+        if (endless.waitForReadyRead(200)) answer += endless.readAll();
+    EXPECT_TRUE(answer.startsWith("CORVANE")) << answer.left(80).toStdString();
+    EXPECT_LT(residentKb(sim.process.processId()), 200 * 1024) << "the simulator's memory stays bounded";
+    crowd.clear();
+    endless.abort();
+
+    QTcpSocket next;
+    ASSERT_TRUE(connect(next, attacked));
+    EXPECT_TRUE(ask(next, "*IDN?").startsWith("CORVANE")) << "the attacked instrument serves its next client";
+    EXPECT_TRUE(ask(next, ":SYST:ERR?").startsWith("-223")) << "the overlong message was reported";
+    EXPECT_TRUE(ask(bystander, "*IDN?").startsWith("CORVANE"));
+}
