@@ -6,6 +6,7 @@
 #include "iolib/backends/GpibBackend.h"
 #include "iolib/backends/LanBackend.h"
 #include "iolib/backends/SerialPortBackend.h"
+#include "iolib/backends/UsbtmcBackend.h"
 #include "iolib/backends/Vxi11Backend.h"
 
 #include <QRegularExpression>
@@ -69,6 +70,7 @@ IOManager::IOManager() {
     m_backends.push_back(std::make_unique<SerialPortBackend>(SerialPortBackend::devicesFromEnvironment()));
     m_backends.push_back(std::make_unique<LanBackend>());
     m_backends.push_back(std::make_unique<Vxi11Backend>());
+    m_backends.push_back(std::make_unique<UsbtmcBackend>());
 }
 
 IOManager::IOManager(std::vector<std::unique_ptr<IOBackend>> backends, bool simulated)
