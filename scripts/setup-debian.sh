@@ -11,7 +11,7 @@ packages=(
   libtirpc-dev
   python3-pyvisa-py python3-numpy python3-serial
   dpkg-dev file
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev libavahi-client-dev
 )
 
 missing=()

@@ -103,9 +103,22 @@ QStringList IOManager::FindRsrc(const QString& pattern) const {
             relevant = relevant || IOBackend::couldMatch(literal, prefixOf(kind));
         if (!relevant) continue;
         for (const QString& entry : backend->list(literal))
-            if (matches(entry)) found << entry;
+            if (matches(entry) && !found.contains(entry)) found << entry;
     }
+    if (IOBackend::couldMatch(literal, QStringLiteral("TCPIP")))
+        for (const QString& entry : ListedLanInstruments())
+            if (matches(entry) && !found.contains(entry, Qt::CaseInsensitive)) found << entry;
     return found;
+}
+
+void IOManager::SetListedLanInstruments(const QStringList& resources) {
+    std::lock_guard lock(m_listedMutex);
+    m_listedLan = resources;
+}
+
+QStringList IOManager::ListedLanInstruments() const {
+    std::lock_guard lock(m_listedMutex);
+    return m_listedLan;
 }
 
 std::unique_ptr<IOSession> IOManager::Open(const QString& address) const {

@@ -4,6 +4,7 @@
 
 #include <QStringList>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace CorvaneIOUtilsLib {
@@ -29,13 +30,20 @@ public:
     IOManager& operator=(const IOManager&) = delete;
 
     // Resource strings matching a pattern: "GPIB*" (every listener on every board, "GPIB0::7::INSTR"),
-    // "COM*" (every COM port, "COM1"), a port ("GPIB0", "COM3": that port's entries), "?*" (all).
-    // '*' and '?' are wildcards; matching ignores case. GPIB entries come first, in bus order.
+    // "COM*" (every COM port, "COM1"), "TCPIP*" (LAN instruments announced over DNS-SD, then the
+    // listed ones below), "USB*" (attached USBTMC instruments), a port ("GPIB0", "COM3": that port's
+    // entries), "?*" (all). '*' and '?' are wildcards; matching ignores case. GPIB entries come first.
     QStringList FindRsrc(const QString& pattern) const;
 
-    // Opens "GPIB<b>::<addr>::INSTR", "COM<n>[::Baud=..,Handshake=..,Parity=..,Size=..,Stop=..]" or
-    // "TCPIP<n>::<host>::<port>::SOCKET". Throws IOError: BadAddress, Unsupported (other address forms),
-    // NotFound (a port that is not there) or what the bus reports.
+    // LAN instruments a network cannot announce: resource strings that FindRsrc("TCPIP*") lists as
+    // well (the control hands over its LAN list).
+    void SetListedLanInstruments(const QStringList& resources);
+    QStringList ListedLanInstruments() const;
+
+    // Opens "GPIB<b>::<addr>::INSTR", "COM<n>[::Baud=..,Handshake=..,Parity=..,Size=..,Stop=..]",
+    // "TCPIP<n>::<host>::<port>::SOCKET", "TCPIP<n>::<host>[::<device>]::INSTR" or
+    // "USB<n>::<vendor>::<product>::<serial>[::<interface>]::INSTR". Throws IOError: BadAddress,
+    // Unsupported (other address forms), NotFound (a port that is not there) or what the bus reports.
     std::unique_ptr<IOSession> Open(const QString& address) const;
 
     bool IsSimulated() const { return m_simulated; }
@@ -43,6 +51,8 @@ public:
 private:
     std::vector<std::unique_ptr<IOBackend>> m_backends;
     bool m_simulated = false;
+    mutable std::mutex m_listedMutex;
+    QStringList m_listedLan;
 };
 
 } // namespace CorvaneIOUtilsLib

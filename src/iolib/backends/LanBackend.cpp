@@ -1,6 +1,7 @@
 #include "iolib/backends/LanBackend.h"
 
 #include "iolib/TransportSession.h"
+#include "iolib/backends/DnsSd.h"
 #include "iolib/backends/LanTransport.h"
 
 namespace CorvaneIOUtilsLib {
@@ -20,6 +21,11 @@ protected:
 };
 
 } // namespace
+
+QStringList LanBackend::list(const QString& literalPrefix) {
+    if (!couldMatch(literalPrefix, QStringLiteral("TCPIP0"))) return {};
+    return DnsSd::resourcesFor(DnsSd::browse(kBrowseMs));
+}
 
 std::unique_ptr<IOSession> LanBackend::open(const ResourceAddress& address) {
     const QString resource = address.resourceName();
