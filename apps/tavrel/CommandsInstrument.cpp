@@ -34,8 +34,15 @@ int runPorts(CliContext& context) {
     }
     for (int port = CIOconfiguration::kFirstRS232Port; port <= CIOconfiguration::kLastRS232Port; ++port)
         if (io.RS232PortExists(port)) com.append(io.RS232PortString(port));
+    // LAN instruments announced or in the control's LAN list, and attached USB instruments.
+    const auto manager = RequireIOManager(*control);
+    const QStringList lanList = manager->FindRsrc(QStringLiteral("TCPIP?*"));
+    const QStringList usbList = manager->FindRsrc(QStringLiteral("USB?*"));
     if (context.json) {
-        context.printJson({{QStringLiteral("gpib"), gpib}, {QStringLiteral("com"), com}});
+        context.printJson({{QStringLiteral("gpib"), gpib},
+                           {QStringLiteral("com"), com},
+                           {QStringLiteral("lan"), QJsonArray::fromStringList(lanList)},
+                           {QStringLiteral("usb"), QJsonArray::fromStringList(usbList)}});
         return 0;
     }
     for (auto it = gpib.begin(); it != gpib.end(); ++it) {
@@ -49,6 +56,8 @@ int runPorts(CliContext& context) {
     for (const QJsonValue& port : com)
         context.print(port.toString());
     if (gpib.isEmpty() && com.isEmpty()) context.print(QStringLiteral("No GPIB or COM ports found."));
+    for (const QString& resource : lanList + usbList)
+        context.print(resource);
     return 0;
 }
 
@@ -191,7 +200,9 @@ int runConnect(CliContext& context) {
 QList<Command> InstrumentCommands() {
     return {
         {QStringLiteral("ports"), QString(),
-         QStringLiteral("the GPIB boards with their listeners, and the COM ports"), runPorts},
+         QStringLiteral("the GPIB boards with their listeners, the COM ports, and the LAN and USB "
+                        "instruments found"),
+         runPorts},
         {QStringLiteral("scpi"), QStringLiteral("ADDRESS COMMAND [--out FILE] [--timeout MS]"),
          QStringLiteral(
              "writes a command; for a query prints the reply (a block as its size and a hex preview)"),

@@ -110,6 +110,7 @@ void TavrelScope::ReadProperties(PropertyBag& bag) {
         m_session->SetDebugEnabled(m_bDebugEnabled);
     });
     steps([&] { m_ioconfiguration->ReadProperties(store); });
+    handLanListToManager();
     steps([&] { m_setups->ReadProperties(store); });
     m_setups->SetCTavrelEZPtr(m_session.get());
     steps([&] { m_debug->ReadProperties(store); });
@@ -176,6 +177,22 @@ void TavrelScope::applyLanguageFonts() {
 void TavrelScope::SetIOManager(std::shared_ptr<CorvaneIOUtilsLib::IOManager> manager) {
     m_ioManager = std::move(manager);
     m_session->SetIOManager(m_ioManager);
+    handLanListToManager();
+}
+
+QString TavrelScope::LANInstruments() const {
+    return m_ioconfiguration->LANInstrumentsText();
+}
+
+void TavrelScope::SetLANInstruments(const QString& entries) {
+    Reported(kClass, "Let LANInstruments", [&] {
+        m_ioconfiguration->SetLANInstrumentsText(entries);
+        handLanListToManager();
+    });
+}
+
+void TavrelScope::handLanListToManager() {
+    if (m_ioManager) m_ioManager->SetListedLanInstruments(m_ioconfiguration->LANInstruments());
 }
 
 void TavrelScope::Initialize() {

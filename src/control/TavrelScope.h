@@ -45,6 +45,7 @@ class TavrelScope : public QObject, public IPPTavrelScope {
     Q_PROPERTY(
         QString AddressInstrumentID READ AddressInstrumentID WRITE SetAddressInstrumentID DESIGNABLE false)
     Q_PROPERTY(QVariant SearchCriteria READ SearchCriteria WRITE SetSearchCriteria DESIGNABLE false)
+    Q_PROPERTY(QString LANInstruments READ LANInstruments WRITE SetLANInstruments)
     Q_PROPERTY(QString HelpFile READ HelpFile DESIGNABLE false)
     Q_PROPERTY(bool InstrumentConnected READ InstrumentConnected DESIGNABLE false)
     Q_PROPERTY(QString ConnectionName READ ConnectionName DESIGNABLE false)
@@ -109,6 +110,11 @@ public:
     // The control's setups; they reach the instrument through Session().
     SetupsTavrelScope& Setups() { return *m_setups; }
     const SetupsTavrelScope& Setups() const { return *m_setups; }
+
+    // The LAN instruments the search probes after the ports, ";" between the entries (addresses or
+    // host names; see CIOconfiguration::SetLANInstruments). The control's I/O manager lists them too.
+    QString LANInstruments() const;
+    void SetLANInstruments(const QString& entries);
 
     Q_INVOKABLE void ShowPropertyPages(int pages = Tavrel_ShowPropertyPage_Default);
     // The registered page list (five positions; unused ones hold the empty text).
@@ -192,6 +198,7 @@ private:
     void applyLanguageFonts();
     void setFullPageList();
     void startPageWorkingCopy();
+    void handLanListToManager();
     void resetSetups();
 
     QString m_strHelpFile;

@@ -24,6 +24,7 @@ void TavrelScope::IOConfigurationChanged() {
     Reported(kClass, "IOConfigurationChanged", [&] {
         // The session opens the new address at its next connection.
         m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
+        handLanListToManager();
         emit IOConfigurationTakenOver();
     });
 }

@@ -3,6 +3,7 @@
 #include "base/Diagnostics.h"
 #include "base/TavrelError.h"
 #include "discovery/DiscoveryContext.h"
+#include "discovery/NetworkProbe.h"
 #include "discovery/PortProbe.h"
 #include "iolib/IOManager.h"
 
@@ -222,6 +223,14 @@ SearchResult InstrumentSearch::execute() {
                                                                 ? configuration.GPIBPortString(task.port)
                                                                 : configuration.RS232PortString(task.port)));
         result.cancelled = result.cancelled || outcome.stopped;
+    }
+    // LAN and USB instruments after the ports, side by side; only those that answer become rows.
+    if (!result.error && !result.cancelled && !m_cancel.load()) {
+        const QStringList network = NetworkInstruments(*m_manager);
+        monitor.replanned(static_cast<int>(network.size()));
+        result.rows.append(
+            ProbeNetworkInstruments(network, configuration, m_manager, m_delayMs, monitor, m_cancel));
+        result.cancelled = m_cancel.load();
     }
     result.selectedIndex = SelectedRowIndex(result.rows, m_activeAddress);
     if (result.error) ReportSearchError(result.error);

@@ -16,7 +16,8 @@ class IOManager;
 }
 
 // The instrument search of the Search Instruments page without the page: COM1..COM4, then every
-// listed and included address of GPIB0..GPIB3, each identified with "*IDN?", giving the rows of the
+// listed and included address of GPIB0..GPIB3, then the LAN and USB instruments the I/O manager lists
+// (those that answer become rows), each identified with "*IDN?", giving the rows of the
 // instrument list, the row of the connected instrument and what the page reports afterwards.
 //
 // Ports are independent, so by default each one is probed in a thread of its own (the addresses of a

@@ -127,6 +127,7 @@ void CIOconfiguration::Copy(const CIOconfiguration& source) {
         SetRS232Parity(port, source.RS232Parity(port));
         SetRS232Handshake(port, source.RS232Handshake(port));
     }
+    m_astrLANInstruments = source.m_astrLANInstruments;
 }
 
 bool CIOconfiguration::GPIBPortExists(int port) const {

@@ -73,6 +73,19 @@ public:
     // The "SearchCriteria" value that WriteProperties stores.
     QByteArray SearchCriteriaBytes() const;
 
+    // LAN instruments the user lists, which the search probes after the ports: resource strings of
+    // raw sockets, VXI-11 or HiSLIP ("TCPIP0::host::inst0::INSTR"). Stored under "LANInstruments",
+    // beside the search criteria, as one text with ";" between the entries.
+    static constexpr int kMaxLANInstruments = 256;
+    QStringList LANInstruments() const { return m_astrLANInstruments; }
+    // Takes addresses or bare host names (a host is a VXI-11 instrument, "TCPIP0::host::inst0::INSTR");
+    // refuses the whole list with the invalid-value error, its detail naming the entry, when one is
+    // not a LAN address, and keeps the list it had.
+    void SetLANInstruments(const QStringList& entries);
+    // The list as the text the property and the document hold, and back.
+    QString LANInstrumentsText() const;
+    void SetLANInstrumentsText(const QString& text);
+
     bool GPIBAddressIncluded(int port, int address) const;
     void SetGPIBAddressIncluded(int port, int address, bool included);
 
@@ -172,4 +185,5 @@ private:
     std::array<std::array<bool, kGPIBAddressCount>, kGPIBPortCount> m_abGPIBAddressExists{};
     std::array<std::array<bool, kGPIBAddressCount>, kGPIBPortCount> m_abGPIBAddressIncluded{};
     RS232Configuration m_aiRS232Configuration{};
+    QStringList m_astrLANInstruments;
 };

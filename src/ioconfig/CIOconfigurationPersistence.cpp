@@ -15,6 +15,7 @@ namespace {
 const QString kInstrumentIDKey = QStringLiteral("ActiveAddressInstrumentID");
 const QString kDTROnlyKey = QStringLiteral("DTROnly");
 const QString kSearchCriteriaKey = QStringLiteral("SearchCriteria");
+const QString kLANInstrumentsKey = QStringLiteral("LANInstruments");
 const QString kCountCondition = QStringLiteral("(iCount = iSize)");
 constexpr qsizetype kDataElementCount = 6;
 constexpr int kBaudRateBytes = 4;
@@ -98,6 +99,7 @@ void CIOconfiguration::WriteProperties(PropertyBag& bag) const {
     bag.write(kInstrumentIDKey, m_strActiveAddressInstrumentID, QString());
     bag.write(kDTROnlyKey, m_bDTROnly, false);
     bag.write(kSearchCriteriaKey, SearchCriteriaBytes(), QVariant());
+    bag.write(kLANInstrumentsKey, LANInstrumentsText(), QString());
 }
 
 void CIOconfiguration::ReadProperties(PropertyBag& bag) {
@@ -116,6 +118,7 @@ void CIOconfiguration::ReadProperties(PropertyBag& bag) {
                      QStringLiteral("ReadProperties"));
         ApplySearchCriteria(abyte);
     });
+    steps([&] { SetLANInstrumentsText(store.read(kLANInstrumentsKey, QString()).toString()); });
     steps.finish();
 }
 

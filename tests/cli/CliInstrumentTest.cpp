@@ -76,6 +76,19 @@ TEST(CliInstrument, PortsConnectAndScpiOnGoodAndBadBenches) {
     // A board with nobody listening on it is there all the same.
     EXPECT_EQ(ports.json()["gpib"].toObject()["GPIB1"], QJsonArray());
     EXPECT_EQ(ports.json()["com"].toArray(), (QJsonArray{"COM1", "COM2"}));
+    EXPECT_TRUE(ports.json()["lan"].isArray() && ports.json()["usb"].isArray());
+    QTemporaryDir lanDir;
+    const QString doc = lanDir.filePath("lan.json");
+    ASSERT_EQ(RunTavrel({"doc", "init", doc}).exitCode, 0);
+    ASSERT_EQ(RunTavrel({"doc", "set", doc, "LANInstruments", "127.0.0.1;TCPIP0::127.0.0.1::5025::SOCKET"})
+                  .exitCode,
+              0);
+    const CliResult listed = RunTavrel({"--json", "--sim", "--doc", doc, "ports"});
+    ASSERT_EQ(listed.exitCode, 0) << listed.err.constData();
+    const QJsonArray lan = listed.json()["lan"].toArray();
+    EXPECT_TRUE(lan.contains("TCPIP0::127.0.0.1::inst0::INSTR") &&
+                lan.contains("TCPIP0::127.0.0.1::5025::SOCKET"))
+        << listed.out.constData();
     const CliResult connected = sim({"connect", "--check-id", "--reset"});
     ASSERT_EQ(connected.exitCode, 0) << connected.err.constData();
     EXPECT_EQ(connected.json()["connection"].toString(), "GPIB0::7::INSTR");

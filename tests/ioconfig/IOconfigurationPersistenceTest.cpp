@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 using namespace CorvaneIOUtilsLib;
+using namespace Qt::StringLiterals;
 using IO = CIOconfiguration;
 
 namespace {
@@ -191,4 +192,36 @@ TEST(IOconfigurationPersistence, DataAsVariantRefusesBadShapesAndSerialValues) {
     EXPECT_EQ(ErrorNumberOf([&] { io.SetDataAsVariant(data); }), kInvalid);
     EXPECT_TRUE(io.GPIBPortExists(0));
     EXPECT_EQ(io.RS232Handshake(3), RS232_HandShake_XON_XOFF);
+}
+
+// The LAN list: normalized, kept beside the search criteria (whose 164 bytes do not change), copied
+// with the configuration; a bad entry refuses the whole list, names itself and loses nothing.
+TEST(IOconfigurationPersistence, LanListRoundTripsBesideTheSearchCriteria) {
+    CIOconfiguration io;
+    const QByteArray criteria = io.SearchCriteriaBytes();
+    io.SetLANInstrumentsText(
+        u" 192.168.1.20 ;TCPIP::scope::hislip0::INSTR;;TCPIP0::192.168.1.20::inst0::INSTR;"
+        u"TCPIP0::10.0.0.5::5025::SOCKET"_s);
+    const QStringList expected = {u"TCPIP0::192.168.1.20::inst0::INSTR"_s, u"TCPIP0::scope::hislip0::INSTR"_s,
+                                  u"TCPIP0::10.0.0.5::5025::SOCKET"_s};
+    EXPECT_EQ(io.LANInstruments(), expected) << "host names become VXI-11 addresses, once each";
+    EXPECT_EQ(io.SearchCriteriaBytes(), criteria);
+    MemoryPropertyBag bag(u"doc.json"_s);
+    io.WriteProperties(bag);
+    CIOconfiguration read;
+    read.ReadProperties(bag);
+    EXPECT_EQ(read.LANInstruments(), expected);
+    CIOconfiguration copy;
+    copy.Copy(read);
+    EXPECT_EQ(copy.LANInstruments(), expected);
+
+    for (const char* bad :
+         {"USB0::0x1::0x2::SN::INSTR", "two words", "TCPIP0::host::99999::SOCKET", "GPIB0::7"}) {
+        const std::optional<TavrelError> error =
+            ErrorOf([&] { copy.SetLANInstrumentsText(QLatin1String(bad)); });
+        ASSERT_TRUE(error.has_value()) << bad;
+        EXPECT_EQ(error->number(), ErrorNumber::InvalidPropertyValue);
+        EXPECT_TRUE(error->detail().contains(QLatin1String(bad))) << error->detail().toStdString();
+        EXPECT_EQ(copy.LANInstruments(), expected) << "the list it had stays";
+    }
 }
