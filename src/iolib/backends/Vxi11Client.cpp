@@ -1,6 +1,7 @@
 #include "iolib/backends/Vxi11Client.h"
 
 #include "iolib/IOError.h"
+#include "iolib/backends/TcpStream.h"
 
 #include <QDeadlineTimer>
 #include <QRandomGenerator>
@@ -37,152 +38,20 @@ constexpr int kStaleRepliesTolerated = 8;
 // The whole of one call, however steadily its reply trickles in, ends within this many timeouts.
 constexpr int kTotalTimeFactor = 10;
 
-QString errnoText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
-}
-
 } // namespace
 
-// The resolver has no timeout of its own: a name is looked up on a thread of its own, which is left
-// to finish by itself (and free what it found) when the timeout passes first.
-addrinfo* Vxi11Client::resolve(const QString& host, quint16 port, int timeoutMs) const {
-    struct Lookup {
-        std::mutex mutex;
-        std::condition_variable done;
-        bool finished = false;
-        bool abandoned = false;
-        int rc = 0;
-        addrinfo* found = nullptr;
-    };
-    const auto lookup = std::make_shared<Lookup>();
-    std::thread([lookup, name = host.toUtf8(), service = QByteArray::number(port)] {
-        addrinfo hints{};
-        hints.ai_family = AF_UNSPEC;
-        hints.ai_socktype = SOCK_STREAM;
-        addrinfo* found = nullptr;
-        const int rc = ::getaddrinfo(name.constData(), service.constData(), &hints, &found);
-        std::lock_guard lock(lookup->mutex);
-        if (lookup->abandoned) {
-            if (rc == 0) ::freeaddrinfo(found);
-            return;
-        }
-        lookup->rc = rc;
-        lookup->found = found;
-        lookup->finished = true;
-        lookup->done.notify_all();
-    }).detach();
-    std::unique_lock lock(lookup->mutex);
-    if (!lookup->done.wait_for(lock, std::chrono::milliseconds(std::max(0, timeoutMs)),
-                               [&] { return lookup->finished; })) {
-        lookup->abandoned = true;
-        throw IOError(
-            IOError::Timeout,
-            QStringLiteral("%1: host %2 was not found within %3 ms").arg(m_resource, host).arg(timeoutMs));
-    }
-    if (lookup->rc != 0)
-        throw IOError(IOError::NotFound,
-                      QStringLiteral("%1: host %2 not found (%3)")
-                          .arg(m_resource, host, QString::fromLocal8Bit(gai_strerror(lookup->rc))));
-    return lookup->found;
-}
-
 Vxi11Client::Vxi11Client(const QString& host, quint16 port, QString resource, QString what, int timeoutMs)
-    : m_resource(std::move(resource)), m_what(std::move(what)),
-      m_where(QStringLiteral("%1:%2").arg(host).arg(port)),
-      m_nextXid(QRandomGenerator::global()->generate()) {
-    const QDeadlineTimer deadline(timeoutMs);
-    addrinfo* found = resolve(host, port, timeoutMs);
-    QString problem;
-    bool timedOut = false;
-    for (addrinfo* a = found; a && m_fd < 0; a = a->ai_next) {
-        const int fd = ::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol);
-        if (fd < 0) {
-            problem = errnoText(errno);
-            continue;
-        }
-        m_fd = fd;
-        if (::connect(fd, a->ai_addr, a->ai_addrlen) != 0 && errno != EINPROGRESS) {
-            problem = errnoText(errno);
-        } else {
-            const Wait ready = waitFor(POLLOUT, deadline.remainingTime());
-            int error = 0;
-            socklen_t length = sizeof error;
-            if (ready == Wait::Ready && ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 &&
-                error == 0)
-                break;
-            timedOut = ready == Wait::Timeout;
-            problem = timedOut ? QString() : errnoText(error ? error : errno);
-        }
-        ::close(fd);
-        m_fd = -1;
-    }
-    ::freeaddrinfo(found);
-    if (m_fd >= 0) {
-        const int on = 1;
-        ::setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        return;
-    }
-    if (timedOut)
-        throw IOError(IOError::Timeout, QStringLiteral("%1: no answer from %2 at %3 within %4 ms")
-                                            .arg(m_resource, m_what, m_where)
-                                            .arg(timeoutMs));
-    throw IOError(
-        IOError::NotFound,
-        QStringLiteral("%1: no %2 accepts connections at %3 (%4)").arg(m_resource, m_what, m_where, problem));
-}
+    : m_stream(host, port, std::move(resource), std::move(what), timeoutMs),
+      m_nextXid(QRandomGenerator::global()->generate()) {}
 
-Vxi11Client::~Vxi11Client() {
-    close();
+Vxi11Client::~Vxi11Client() = default;
+
+bool Vxi11Client::connected() const {
+    return m_stream.connected();
 }
 
 void Vxi11Client::close() {
-    if (m_fd >= 0) ::close(m_fd);
-    m_fd = -1;
-}
-
-void Vxi11Client::failDropped(const QString& when) {
-    close();
-    throw IOError(
-        IOError::Dropped,
-        QStringLiteral("%1: the connection to %2 at %3 went away %4").arg(m_resource, m_what, m_where, when));
-}
-
-Vxi11Client::Wait Vxi11Client::waitFor(short events, qint64 remainingMs) {
-    const QDeadlineTimer deadline(std::max<qint64>(0, remainingMs));
-    for (;;) {
-        pollfd p{m_fd, events, 0};
-        const int ready =
-            ::poll(&p, 1, static_cast<int>(std::min<qint64>(deadline.remainingTime(), 1 << 30)));
-        if (ready > 0) return (p.revents & (events | POLLHUP | POLLERR)) ? Wait::Ready : Wait::Failed;
-        if (ready == 0) return Wait::Timeout;
-        if (errno != EINTR) return Wait::Failed;
-    }
-}
-
-void Vxi11Client::sendAll(const QByteArray& bytes, int timeoutMs) {
-    QDeadlineTimer deadline(timeoutMs);
-    qsizetype sent = 0;
-    while (sent < bytes.size()) {
-        const ssize_t n = ::send(m_fd, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent),
-                                 MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (n > 0) {
-            sent += n;
-            deadline.setRemainingTime(timeoutMs);
-            continue;
-        }
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK)
-            failDropped(QStringLiteral("while sending (%1)").arg(errnoText(errno)));
-        const Wait wait = waitFor(POLLOUT, deadline.remainingTime());
-        if (wait == Wait::Timeout) {
-            // Part of a record is out: the stream cannot carry another call.
-            close();
-            throw IOError(IOError::Timeout, QStringLiteral("%1: %2 at %3 took nothing for %4 ms")
-                                                .arg(m_resource, m_what, m_where)
-                                                .arg(timeoutMs));
-        }
-        if (wait == Wait::Failed) failDropped(QStringLiteral("while sending"));
-    }
+    m_stream.close();
 }
 
 bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs) {
@@ -194,27 +63,24 @@ bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeout
     auto receive = [&](char* out, qsizetype count) {
         qsizetype got = 0;
         while (got < count) {
-            const ssize_t n = ::recv(m_fd, out + got, static_cast<size_t>(count - got), MSG_DONTWAIT);
+            const qsizetype n = m_stream.receiveNow(out + got, count - got,
+                                                    started ? QStringLiteral("in the middle of a reply")
+                                                            : QStringLiteral("before it replied"));
             if (n > 0) {
                 got += n;
                 started = true;
                 deadline.setRemainingTime(timeoutMs);
                 continue;
             }
-            if (n == 0)
-                failDropped(started ? QStringLiteral("in the middle of a reply")
-                                    : QStringLiteral("before it replied"));
-            if (errno == EINTR) continue;
-            if (errno != EAGAIN && errno != EWOULDBLOCK)
-                failDropped(QStringLiteral("while receiving (%1)").arg(errnoText(errno)));
-            const Wait wait = waitFor(POLLIN, std::min(deadline.remainingTime(), total.remainingTime()));
-            if (wait == Wait::Failed) failDropped(QStringLiteral("while receiving"));
-            if (wait == Wait::Timeout) {
+            const TcpStream::Wait wait =
+                m_stream.waitFor(POLLIN, std::min(deadline.remainingTime(), total.remainingTime()));
+            if (wait == TcpStream::Wait::Failed) m_stream.failDropped(QStringLiteral("while receiving"));
+            if (wait == TcpStream::Wait::Timeout) {
                 if (!started) return false;
                 close(); // half a record is in: the stream is out of step
                 throw IOError(IOError::Timeout,
                               QStringLiteral("%1: the reply from %2 at %3 stopped in the middle for %4 ms")
-                                  .arg(m_resource, m_what, m_where)
+                                  .arg(m_stream.resource(), m_stream.what(), m_stream.where())
                                   .arg(timeoutMs));
             }
         }
@@ -234,7 +100,7 @@ bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeout
                 IOError::TooLarge,
                 QStringLiteral("%1: %2 at %3 announced a reply of more than %4 bytes, %5 at most were "
                                "expected")
-                    .arg(m_resource, m_what, m_where)
+                    .arg(m_stream.resource(), m_stream.what(), m_stream.where())
                     .arg(record.size() + length)
                     .arg(limit));
         }
@@ -247,10 +113,9 @@ bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeout
 
 void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, const Codec& args,
                        qsizetype argsBytes, const Codec& results, qsizetype replyLimit, int timeoutMs) {
-    if (m_fd < 0)
-        throw IOError(
-            IOError::Dropped,
-            QStringLiteral("%1: the connection to %2 at %3 is closed").arg(m_resource, m_what, m_where));
+    if (!m_stream.connected())
+        throw IOError(IOError::Dropped, QStringLiteral("%1: the connection to %2 at %3 is closed")
+                                            .arg(m_stream.resource(), m_stream.what(), m_stream.where()));
     const quint32 xid = m_nextXid++;
     QByteArray request(4 + kCallHeaderBytes + argsBytes, Qt::Uninitialized);
     XDR out;
@@ -268,19 +133,19 @@ void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, cons
     const u_int length = xdr_getpos(&out);
     xdr_destroy(&out);
     if (!encoded)
-        throw IOError(IOError::Unsupported,
-                      QStringLiteral("%1: the request does not fit a call to %2").arg(m_resource, m_what));
+        throw IOError(IOError::Unsupported, QStringLiteral("%1: the request does not fit a call to %2")
+                                                .arg(m_stream.resource(), m_stream.what()));
     request.truncate(4 + length);
     const quint32 mark = kLastFragment | length;
     for (int i = 0; i < 4; ++i)
         request[i] = char(mark >> (24 - 8 * i));
-    sendAll(request, timeoutMs);
+    m_stream.sendAll(request, timeoutMs);
 
     QByteArray reply;
     for (int stale = 0;; ++stale) {
         if (!receiveRecord(reply, kReplyHeaderBytes + 400 + replyLimit, timeoutMs))
             throw IOError(IOError::Timeout, QStringLiteral("%1: %2 at %3 did not reply within %4 ms")
-                                                .arg(m_resource, m_what, m_where)
+                                                .arg(m_stream.resource(), m_stream.what(), m_stream.where())
                                                 .arg(timeoutMs));
         XDR in;
         xdrmem_create(&in, reply.data(), static_cast<u_int>(reply.size()), XDR_DECODE);
@@ -307,7 +172,8 @@ void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, cons
                       .arg(procedure)
                       .arg(program);
         throw IOError(IOError::Protocol,
-                      QStringLiteral("%1: %2 at %3 sent %4").arg(m_resource, m_what, m_where, why));
+                      QStringLiteral("%1: %2 at %3 sent %4")
+                          .arg(m_stream.resource(), m_stream.what(), m_stream.where(), why));
     }
 }
 
@@ -325,7 +191,7 @@ quint16 Vxi11Client::lookupPort(const QString& host, quint16 portmapperPort, qui
     if (port == 0 || port > 65535)
         throw IOError(IOError::NotFound, QStringLiteral("%1: the portmapper at %2 knows no VXI-11 server (it "
                                                         "gave port %3)")
-                                             .arg(resource, portmapper.m_where)
+                                             .arg(resource, portmapper.m_stream.where())
                                              .arg(port));
     return static_cast<quint16>(port);
 }

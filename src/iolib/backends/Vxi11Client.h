@@ -1,11 +1,12 @@
 #pragma once
 
+#include "iolib/backends/TcpStream.h"
+
 #include <QByteArray>
 #include <QString>
 #include <functional>
 
 struct __rpc_xdr;
-struct addrinfo;
 
 namespace CorvaneIOUtilsLib {
 
@@ -32,7 +33,7 @@ public:
     void call(quint32 program, quint32 version, quint32 procedure, const Codec& args, qsizetype argsBytes,
               const Codec& results, qsizetype replyLimit, int timeoutMs);
 
-    bool connected() const { return m_fd >= 0; }
+    bool connected() const;
     void close();
 
     // The TCP port the portmapper at host:portmapperPort gives for a program; throws IOError
@@ -41,19 +42,10 @@ public:
                               const QString& resource, int timeoutMs);
 
 private:
-    enum class Wait { Ready, Timeout, Failed };
-    // The addresses of host, looked up within timeoutMs; throws IOError.
-    addrinfo* resolve(const QString& host, quint16 port, int timeoutMs) const;
-    Wait waitFor(short events, qint64 remainingMs);
-    void sendAll(const QByteArray& bytes, int timeoutMs);
     // Reads one whole record; false when the deadline passed first.
     bool receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs);
-    [[noreturn]] void failDropped(const QString& when);
 
-    int m_fd = -1;
-    QString m_resource;
-    QString m_what;
-    QString m_where; // "host:port"
+    TcpStream m_stream;
     quint32 m_nextXid;
 };
 
