@@ -4,6 +4,7 @@
 #include "InstrumentBridge.h"
 #include "SignalWatcher.h"
 #include "sim/SimBench.h"
+#include "sim/hislip/HislipServer.h"
 #include "sim/vxi11/Vxi11Server.h"
 
 #include <QCommandLineParser>
@@ -45,7 +46,9 @@ int main(int argc, char** argv) {
     const QCommandLineOption quietOption("quiet", "No traffic log on standard error.");
     const QCommandLineOption portmapperOption(
         "portmapper-port", "TCP port of the VXI-11 portmapper; 0 (default) picks a free port.", "N", "0");
-    cli.addOptions({benchOption, portOption, linkOption, quietOption, portmapperOption});
+    const QCommandLineOption hislipOption(
+        "hislip-port", "TCP port of the HiSLIP server; 0 (default) picks a free port.", "N", "0");
+    cli.addOptions({benchOption, portOption, linkOption, quietOption, portmapperOption, hislipOption});
     cli.process(app);
 
     bool ok = false;
@@ -111,11 +114,28 @@ int main(int argc, char** argv) {
             << " vxi11 TCPIP0::127.0.0.1::" << Vxi11Server::deviceName(p) << "::INSTR\n";
     vxi11.start();
 
+    // And over HiSLIP, all on one port: "hislip<n>" is the bench's n-th instrument.
+    const int hislipPort = cli.value(hislipOption).toInt(&ok);
+    if (!ok || hislipPort < 0 || hislipPort > 65535) return fail("--hislip-port must be 0..65535", 2);
+    HislipServer hislip(bench);
+    if (QString error; !hislip.listen(quint16(hislipPort), &error)) return fail(error);
+    const QList<SimPlacement> placements = bench->placements();
+    for (int i = 0; i < placements.size(); ++i) {
+        const SimPlacement& p = placements[i];
+        out << (p.bus == SimPlacement::Com ? QString("COM%1").arg(p.comPort)
+                                           : QString("GPIB%1::%2::INSTR").arg(p.board).arg(p.address))
+            << ' ' << (p.model.isEmpty() ? p.kind : p.model)
+            << " hislip TCPIP0::127.0.0.1::" << HislipServer::subAddress(i + 1) << ',' << hislip.port()
+            << "::INSTR\n";
+    }
+    hislip.start();
+
     SignalWatcher watcher;
     QObject::connect(&watcher, &SignalWatcher::terminate, &app, &QCoreApplication::quit);
     out << "ready" << Qt::endl;
 
     const int rc = app.exec();
+    hislip.stop();
     vxi11.stop();
     for (const auto& bridge : bridges)
         bridge->requestStop(); // all at once, so the pumps wind down together

@@ -4,6 +4,7 @@
 #include "iolib/IOBackendRegistry.h"
 #include "iolib/IOError.h"
 #include "iolib/backends/GpibBackend.h"
+#include "iolib/backends/HislipBackend.h"
 #include "iolib/backends/LanBackend.h"
 #include "iolib/backends/SerialPortBackend.h"
 #include "iolib/backends/UsbtmcBackend.h"
@@ -70,6 +71,7 @@ IOManager::IOManager() {
     m_backends.push_back(std::make_unique<SerialPortBackend>(SerialPortBackend::devicesFromEnvironment()));
     m_backends.push_back(std::make_unique<LanBackend>());
     m_backends.push_back(std::make_unique<Vxi11Backend>());
+    m_backends.push_back(std::make_unique<HislipBackend>());
     m_backends.push_back(std::make_unique<UsbtmcBackend>());
 }
 

@@ -16,16 +16,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum Backend { InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial, Vxi11 };
-const char* const kBackendNames[] = {"InProcess", "GpibThreadStatus", "GpibGlobalStatus",
-                                     "Lan",       "Serial",           "Vxi11"};
-const char* const kIoTypes[] = {"GPIB", "GPIB", "GPIB", "TCPIP", "ASRL", "TCPIP"};
+enum Backend { InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial, Vxi11, Hislip };
+const char* const kBackendNames[] = {
+    "InProcess", "GpibThreadStatus", "GpibGlobalStatus", "Lan", "Serial", "Vxi11", "Hislip"};
+const char* const kIoTypes[] = {"GPIB", "GPIB", "GPIB", "TCPIP", "ASRL", "TCPIP", "TCPIP"};
 const char* const kGpibLibraries[] = {"/nonexistent/libgpib.so.0", GPIB_DOUBLE_PATH,
                                       GPIB_DOUBLE_GLOBALS_PATH,    "/nonexistent/libgpib.so.0",
-                                      "/nonexistent/libgpib.so.0", "/nonexistent/libgpib.so.0"};
+                                      "/nonexistent/libgpib.so.0", "/nonexistent/libgpib.so.0",
+                                      "/nonexistent/libgpib.so.0"};
 
 // The GPIB library runs over the test double (with per-thread status functions, or only the old global
-// variables); Lan, Serial and Vxi11 reach tavrel-sim's sockets, pseudo-terminals and VXI-11 server.
+// variables); Lan, Serial, Vxi11 and Hislip reach tavrel-sim's sockets, pseudo-terminals, VXI-11 and
+// HiSLIP servers.
 class EndToEnd : public ::testing::TestWithParam<Backend> {
 protected:
     static void SetUpTestSuite() {
@@ -45,6 +47,7 @@ protected:
         if (GetParam() == InProcess) return resource;
         if (GetParam() == Lan) return sim->socket(resource);
         if (GetParam() == Vxi11) return sim->vxi11(resource);
+        if (GetParam() == Hislip) return sim->hislip(resource);
         return resource.startsWith(u"COM"_s) == (GetParam() == Serial) ? resource : QString();
     }
     QString eol() const { return GetParam() == Serial ? QString() : u"\n"_s; }
@@ -165,7 +168,8 @@ TEST_P(EndToEnd, PortsCanBeUsedFromSeveralThreadsAtOnce) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EndToEnd,
-                         ::testing::Values(InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial, Vxi11),
+                         ::testing::Values(InProcess, GpibThreadStatus, GpibGlobalStatus, Lan, Serial, Vxi11,
+                                           Hislip),
                          [](const auto& info) { return std::string(kBackendNames[info.param]); });
 
 // The simulated serial instrument hears only a host whose line matches its own (COM1 9600 8N1, COM2 2400

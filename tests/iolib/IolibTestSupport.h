@@ -92,12 +92,13 @@ struct SimProcess {
     }
     // The resource's VXI-11 address; TAVREL_PORTMAPPER_PORT must name portmapperPort().
     QString vxi11(const QString& resource) const { return endpoints.value(resource + u" vxi11"_s); }
+    QString hislip(const QString& resource) const { return endpoints.value(resource + u" hislip"_s); }
     QByteArray portmapperPort() const {
         return endpoints.value(u"portmapper tcp"_s).section(':', 1).toLatin1();
     }
 
     QProcess process;
-    // "<resource> tcp|pty|vxi11" -> 127.0.0.1:port, /dev/pts/n or TCPIP0::127.0.0.1::gpib0,7::INSTR;
+    // "<resource> tcp|pty|vxi11|hislip" -> 127.0.0.1:port, /dev/pts/n or a TCPIP0::127.0.0.1::...::INSTR;
     // "portmapper tcp" -> 127.0.0.1:port
     QMap<QString, QString> endpoints;
 };

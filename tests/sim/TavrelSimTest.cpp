@@ -87,6 +87,7 @@ TEST_F(TavrelSim, AnnouncesEveryEndpointOfTheDefaultBench) {
     QStringList shapes;
     for (QString line : sim.lines) {
         line.replace(QRegularExpression(":\\d+$"), ":PORT")
+            .replace(QRegularExpression("(hislip\\d+),\\d+::INSTR$"), "\\1,PORT::INSTR")
             .replace(QRegularExpression("/dev/pts/\\d+"), "PTS");
         shapes << line.replace(links.path(), "DIR");
     }
@@ -100,7 +101,13 @@ TEST_F(TavrelSim, AnnouncesEveryEndpointOfTheDefaultBench) {
                    "GPIB0::7::INSTR TV100A vxi11 TCPIP0::127.0.0.1::gpib0,7::INSTR",
                    "GPIB0::12::INSTR TV200B vxi11 TCPIP0::127.0.0.1::gpib0,12::INSTR",
                    "GPIB0::22::INSTR silent vxi11 TCPIP0::127.0.0.1::gpib0,22::INSTR",
-                   "COM1 TV100A vxi11 TCPIP0::127.0.0.1::com1::INSTR"}));
+                   "COM1 TV100A vxi11 TCPIP0::127.0.0.1::com1::INSTR",
+                   "GPIB0::3::INSTR no_comma hislip TCPIP0::127.0.0.1::hislip1,PORT::INSTR",
+                   "GPIB0::7::INSTR TV100A hislip TCPIP0::127.0.0.1::hislip2,PORT::INSTR",
+                   "GPIB0::12::INSTR TV200B hislip TCPIP0::127.0.0.1::hislip3,PORT::INSTR",
+                   "GPIB0::22::INSTR silent hislip TCPIP0::127.0.0.1::hislip4,PORT::INSTR",
+                   "COM1 TV100A hislip TCPIP0::127.0.0.1::hislip5,PORT::INSTR"}))
+        << shapes.join(u'\n').toStdString();
 }
 
 TEST_F(TavrelSim, TcpCarriesBlocksWithNewlinesAndWholeRecords) {
