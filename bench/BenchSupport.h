@@ -9,8 +9,14 @@
 #include <QString>
 #include <QStringList>
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <vector>
 
 namespace bench {
@@ -120,6 +126,55 @@ inline QString times(double ratio) {
 inline QString percent(double ratio) {
     return QString::number(ratio * 100, 'f', 0) + QStringLiteral(" %");
 }
+
+inline void readExactly(int fd, char* out, size_t count) {
+    while (count > 0) {
+        const ssize_t got = ::recv(fd, out, count, 0);
+        if (got <= 0) fail(QStringLiteral("the plain socket read stopped short"));
+        out += got;
+        count -= size_t(got);
+    }
+}
+
+// The floors: a POSIX socket asks for the data and reads the block into a buffer sized from its
+// header, converting nothing; for the arrays floor it then writes two arrays of doubles once, as
+// GetWaveformData must at the least.
+class PlainSocket {
+public:
+    explicit PlainSocket(int port) : m_fd(::socket(AF_INET, SOCK_STREAM, 0)) {
+        const int one = 1;
+        ::setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(quint16(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (::connect(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+            fail(QStringLiteral("the plain socket cannot connect"));
+    }
+    ~PlainSocket() { ::close(m_fd); }
+
+    // The block that answers request; a request that asks for more after it (the preamble) has the
+    // rest read up to its line end.
+    std::unique_ptr<char[]> readBlock(const QByteArray& request = ":WAVeform:DATA?\n",
+                                      size_t expectedBytes = 2000000) {
+        if (::send(m_fd, request.constData(), size_t(request.size()), 0) != request.size())
+            fail(QStringLiteral("send"));
+        char header[12] = {};
+        readExactly(m_fd, header, 2);
+        const int digits = header[1] - '0';
+        readExactly(m_fd, header + 2, size_t(digits));
+        const size_t length = std::strtoul(header + 2, nullptr, 10);
+        if (length != expectedBytes) fail(QStringLiteral("the block has %1 bytes").arg(length));
+        std::unique_ptr<char[]> block(new char[length + 1]);
+        readExactly(m_fd, block.get(), length + 1); // with the line end after the block, or a ';'
+        for (char c = block[length]; c != '\n';)
+            readExactly(m_fd, &c, 1);
+        return block;
+    }
+
+private:
+    int m_fd;
+};
 
 // Query rates: how many a second of each query, through each path (LatencyBench.cpp).
 struct QueryRates {

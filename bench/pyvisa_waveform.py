@@ -28,14 +28,20 @@ def transfer(scope, chunk_size):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--port", type=int, required=True)
+    parser.add_argument("--port", type=int, help="tavrel-sim's raw socket of the scope")
+    parser.add_argument("--resource", help="any other address of the scope (VXI-11)")
+    parser.add_argument("--portmapper", type=int, help="the portmapper's port for a VXI-11 address")
     parser.add_argument("--reps", type=int, default=10)
     parser.add_argument("--points", type=int, default=1000000)
     args = parser.parse_args()
 
+    if args.portmapper:
+        # pyvisa-py has no setting for the portmapper's port: its module constant is the one place.
+        from pyvisa_py.protocols import rpc
+        rpc.PMAP_PORT = args.portmapper
+    resource = args.resource or f"TCPIP0::127.0.0.1::{args.port}::SOCKET"
     rm = pyvisa.ResourceManager("@py")
-    scope = rm.open_resource(f"TCPIP0::127.0.0.1::{args.port}::SOCKET", read_termination="\n",
-                             write_termination="\n", timeout=20000)
+    scope = rm.open_resource(resource, read_termination="\n", write_termination="\n", timeout=20000)
     # The block: "#8", eight digits, two bytes a point, the line end.
     chunk_size = 2 * args.points + 16
     seconds = []

@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset default >/dev/null
-cmake --build --preset default -j "$(nproc)" --target bench_search bench_document bench_waveform tavrel-sim >/dev/null
+cmake --build --preset default -j "$(nproc)" --target bench_search bench_document bench_waveform bench_lan tavrel-sim >/dev/null
 echo "bench/run.sh on $(date -u '+%Y-%m-%d %H:%M UTC'), $(nproc) processor cores"
 echo
 ./build/bin/bench_search
@@ -16,3 +16,6 @@ echo
 # The waveform benchmark starts tavrel-sim from beside itself and runs /usr/bin/python3 (Debian's
 # pyvisa-py, pyserial and numpy) for the comparison. The argument is the number of repetitions.
 ./build/bin/bench_waveform 30
+echo
+# The same waveform over each LAN protocol.
+./build/bin/bench_lan 12
