@@ -56,6 +56,15 @@ public:
 
     static const ScpiCommandTable& commands();
 
+    // The last block :WAVeform:DATA? sent and what it was made from: reading the same record with
+    // the same settings again costs only the send, as on a scope that keeps its output buffer.
+    struct WaveformBlock {
+        WaveformRecord record;
+        WaveformState settings;
+        QByteArray block;
+    };
+    WaveformBlock& lastWaveformBlock() { return m_lastWaveformBlock; }
+
 private:
     ScopeIdentity m_id;
     SimFaults m_faults;
@@ -67,6 +76,7 @@ private:
     bool m_cutShort = false;
     bool m_outputQueued = false;
     int m_failed = 0;
+    WaveformBlock m_lastWaveformBlock;
 };
 
 } // namespace tavrelsim

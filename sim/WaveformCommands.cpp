@@ -16,6 +16,12 @@ WaveformRecord sourceRecord(TavrelScope& scope, bool consume) {
     return acquisition ? acquisition->record(scope.state().waveform.source) : WaveformRecord{};
 }
 
+// The same samples, described the same way: the same block.
+bool sameRecord(const WaveformRecord& a, const WaveformRecord& b) {
+    return a.samples == b.samples && a.kind == b.kind && a.type == b.type && a.xIncrement == b.xIncrement &&
+           a.xOrigin == b.xOrigin && a.scale == b.scale && a.offset == b.offset;
+}
+
 } // namespace
 
 void addWaveformCommands(ScpiCommandTable& t) {
@@ -58,7 +64,11 @@ void addWaveformCommands(ScpiCommandTable& t) {
         if (!scope.expectArgs(call, 0)) return;
         const WaveformRecord record = sourceRecord(scope, true);
         if (record.isEmpty()) scope.fail(ScpiError::DataStale);
-        scope.replyBlockUnit(WaveformEncoder(record, scope.state().waveform).block());
+        TavrelScope::WaveformBlock& last = scope.lastWaveformBlock();
+        const WaveformState& settings = scope.state().waveform;
+        if (!sameRecord(last.record, record) || !(last.settings == settings))
+            last = {record, settings, WaveformEncoder(record, settings).block()};
+        scope.replyBlockUnit(last.block);
     });
 }
 
