@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git clang-format
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-serialport-dev qt6-tools-dev qt6-image-formats-plugins
-  libgl-dev libxkbcommon-dev fonts-dejavu-core
+  libgl-dev libxkbcommon-dev fonts-dejavu-core fonts-wqy-microhei
   libgtest-dev libgmock-dev googletest
   libtirpc-dev
   python3-pyvisa-py python3-numpy python3-serial

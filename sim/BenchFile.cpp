@@ -1,5 +1,7 @@
 #include "sim/BenchFile.h"
 
+#include <cmath>
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -43,7 +45,8 @@ public:
         if (v.isUndefined() && fallback) return *fallback;
         if (v.isUndefined()) fail(where, QString("missing \"%1\"").arg(key));
         const double d = v.toDouble(-1e300);
-        if (!v.isDouble() || d != double(qint64(d)) || d < lo || d > hi)
+        // Range first: converting a number far outside any integer type is undefined.
+        if (!v.isDouble() || d < lo || d > hi || d != std::floor(d))
             fail(where, QString("\"%1\" must be an integer in %2..%3").arg(key).arg(lo).arg(hi));
         return int(d);
     }

@@ -41,7 +41,8 @@ struct Command {
     QString usage; // "ADDRESS [--dtr-only]"
     QString summary;
     CommandHandler run;
-    bool needsGui = false; // draws text or images: runs in a (headless) GUI application
+    bool needsGui = false;     // draws text or images: runs in a (headless) GUI application
+    bool needsWidgets = false; // shows windows: runs in a widgets application
 };
 
 // Each command group registers its commands here.
@@ -53,6 +54,7 @@ QList<Command> SearchCommands();
 QList<Command> ScopeCommands();
 QList<Command> DemoCommands();
 QList<Command> SetupCommands();
+QList<Command> PagesCommands();
 
 struct SearchResult;
 // The instrument list of a search as a table, then the ports not found and the silent COM ports.

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QApplication>
 #include <QGuiApplication>
 #include <QJsonObject>
 #include <memory>
@@ -28,6 +29,7 @@ QList<Command> allCommands() {
     commands += SetupCommands();
     commands += ScopeCommands();
     commands += DemoCommands();
+    commands += PagesCommands();
     return commands;
 }
 
@@ -121,7 +123,10 @@ int main(int argc, char** argv) {
             return 2;
         }
         context.args = args;
-        if (command->needsGui) {
+        if (command->needsWidgets) {
+            runtimeDirectory = ensureRuntimeDirectory();
+            app = std::make_unique<QApplication>(argc, argv);
+        } else if (command->needsGui) {
             // Plots and screen images need fonts and image plugins, not a display.
             if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
             runtimeDirectory = ensureRuntimeDirectory();

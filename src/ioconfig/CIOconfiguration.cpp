@@ -128,6 +128,10 @@ void CIOconfiguration::Copy(const CIOconfiguration& source) {
         SetRS232Handshake(port, source.RS232Handshake(port));
     }
     m_astrLANInstruments = source.m_astrLANInstruments;
+    // The serial parameters rebuilt the address from the port fields; a string kept verbatim (a
+    // TCPIP or USB address typed whole) is the source's own.
+    if (IsStringGPIB(source.m_strActiveAddressString))
+        m_strActiveAddressString = source.m_strActiveAddressString;
 }
 
 bool CIOconfiguration::GPIBPortExists(int port) const {

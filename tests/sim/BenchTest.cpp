@@ -70,6 +70,9 @@ TEST(BenchFile, RefusesABadFileNamingTheFileAndTheEntry) {
         {R"({"gpib": [{"board": 1}, {"board": 1}]})", "gpib[1]"},
         {R"(gpib:"address": 31, "kind": "silent")", "gpib[0].devices[0]"},
         {R"(gpib:"address": 1.5, "kind": "silent")", "\"address\""},
+        // found by fuzzing: a number no integer type holds
+        {R"(gpib:"address": 3.9e92, "kind": "silent")", "\"address\""},
+        {R"(gpib:"address": -1e300, "kind": "silent")", "\"address\""},
         {R"({"gpib": [{"board": 0, "devices": [{"address": 5, "kind": "silent"}, {"address": 5, "kind": "tavrel"}]}]})",
          "gpib[0].devices[1]"},
         {R"(gpib:"address": 5, "kind": "dmm")", "\"kind\""},

@@ -1,0 +1,158 @@
+#include "pages/SetIOPage.h"
+
+#include "ioconfig/CIOconfiguration.h"
+#include "iolib/IOUtilsEnums.h"
+#include "pages/PageRegistry.h"
+#include "pages/PageTexts.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+namespace {
+
+const bool kRegistered =
+    PageRegistry::add(SetIOPage::kName, [](QWidget* parent) { return new SetIOPage(parent); });
+const QString kTypedAddress = QStringLiteral("TCPIP / USB");
+// The rates an address string may name.
+const int kBaudRates[] = {1200, 2400, 9600, 19200, 38400, 57600};
+
+} // namespace
+
+SetIOPage::SetIOPage(QWidget* parent) : PropertyPage("TavrelPPSetIO", IPPTavrelScope::SetIOPageBit, parent) {
+    (void)kRegistered;
+    m_port = new QComboBox(this);
+    for (int board = CIOconfiguration::kFirstGPIBPort; board <= CIOconfiguration::kLastGPIBPort; ++board)
+        m_port->addItem(QStringLiteral("GPIB%1").arg(board));
+    for (int com = CIOconfiguration::kFirstRS232Port; com <= CIOconfiguration::kLastRS232Port; ++com)
+        m_port->addItem(QStringLiteral("COM%1").arg(com));
+    m_port->addItem(kTypedAddress);
+    m_address = new QLineEdit(this);
+    m_address->setPlaceholderText(QStringLiteral("TCPIP0::192.168.1.20::INSTR"));
+    m_gpibAddress = new QSpinBox(this);
+    m_gpibAddress->setRange(CIOconfiguration::kFirstGPIBAddress, CIOconfiguration::kLastGPIBAddress);
+    m_baud = new QComboBox(this);
+    for (int rate : kBaudRates)
+        m_baud->addItem(QString::number(rate), rate);
+    m_handshake = new QComboBox(this);
+    m_txDelay = new QSpinBox(this);
+    m_txDelay->setRange(0, 10000);
+    m_reset = new QCheckBox(PageText(800), this);
+    m_checkId = new QCheckBox(PageText(801), this);
+    m_addressString = new QLabel(this);
+    m_addressString->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
+    auto* form = new QFormLayout;
+    form->addRow(PageText(401), m_port);
+    form->addRow(QString(), m_address);
+    form->addRow(PageText(402), m_gpibAddress);
+    form->addRow(PageText(403), m_baud);
+    form->addRow(PageText(404), m_handshake);
+    form->addRow(PageText(405), m_txDelay);
+    form->addRow(QString(), m_reset);
+    form->addRow(QString(), m_checkId);
+    form->addRow(PageText(407), m_addressString);
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(form);
+    layout->addStretch();
+
+    const auto edited = [this] {
+        if (m_loading) return;
+        setChanged();
+        updateButtons();
+    };
+    connect(m_port, &QComboBox::currentIndexChanged, this, [this, edited] {
+        // Another COM port shows its own parameters, as the working copy holds them.
+        if (!m_loading && isComPort())
+            if (IPPTavrelScope* ipp = host()) showSerialParameters(ipp->IOConfigurationPropertyPage());
+        edited();
+    });
+    connect(m_address, &QLineEdit::textEdited, this, edited);
+    connect(m_gpibAddress, &QSpinBox::valueChanged, this, edited);
+    connect(m_baud, &QComboBox::currentIndexChanged, this, edited);
+    connect(m_handshake, &QComboBox::currentIndexChanged, this, edited);
+    connect(m_txDelay, &QSpinBox::valueChanged, this, edited);
+    connect(m_reset, &QCheckBox::toggled, this, edited);
+    connect(m_checkId, &QCheckBox::toggled, this, edited);
+}
+
+QString SetIOPage::caption() const {
+    return PageText(400);
+}
+
+bool SetIOPage::isComPort() const {
+    return m_port->currentText().startsWith(QStringLiteral("COM"));
+}
+
+bool SetIOPage::isTypedAddress() const {
+    return m_port->currentText() == kTypedAddress;
+}
+
+void SetIOPage::loadFromWorkingCopy(IPPTavrelScope& ipp) {
+    m_loading = true;
+    const CIOconfiguration& io = ipp.IOConfigurationPropertyPage();
+    const QString address = io.ActiveAddressString();
+    const bool typed = address.startsWith(QStringLiteral("TCPIP"), Qt::CaseInsensitive) ||
+                       address.startsWith(QStringLiteral("USB"), Qt::CaseInsensitive);
+    m_port->setCurrentText(typed ? kTypedAddress : io.ActiveIOPort());
+    m_address->setText(typed ? address : QString());
+    m_gpibAddress->setValue(io.ActivePortGPIBAddress());
+    // XON/XOFF is not offered in DTR-only mode.
+    m_handshake->clear();
+    m_handshake->addItem(PageText(317), CorvaneIOUtilsLib::RS232_HandShake_DTR_DSR);
+    if (!ipp.DTROnly()) m_handshake->addItem(PageText(318), CorvaneIOUtilsLib::RS232_HandShake_XON_XOFF);
+    if (isComPort()) showSerialParameters(io);
+    if (QObject* control = dynamic_cast<QObject*>(&ipp)) {
+        m_txDelay->setValue(control->property("TXDelay").toInt());
+        m_reset->setChecked(control->property("ResetOnInitialize").toBool());
+        m_checkId->setChecked(control->property("CheckIDOnInitialize").toBool());
+    }
+    m_addressString->setText(address);
+    m_loading = false;
+    updateButtons();
+}
+
+qint32 SetIOPage::saveToWorkingCopy(IPPTavrelScope& ipp) {
+    CIOconfiguration& io = ipp.IOConfigurationPropertyPage();
+    if (isTypedAddress()) {
+        io.SetActiveAddressString(m_address->text().trimmed());
+    } else {
+        io.SetActiveIOPort(m_port->currentText());
+        if (isComPort()) {
+            const int port = io.RS232PortIndex(m_port->currentText());
+            io.SetRS232BaudRate(port, m_baud->currentData().toInt());
+            io.SetRS232Handshake(port, m_handshake->currentData().toInt());
+        } else {
+            io.SetActivePortGPIBAddress(m_gpibAddress->value());
+        }
+    }
+    if (QObject* control = dynamic_cast<QObject*>(&ipp)) {
+        control->setProperty("TXDelay", m_txDelay->value());
+        control->setProperty("ResetOnInitialize", m_reset->isChecked());
+        control->setProperty("CheckIDOnInitialize", m_checkId->isChecked());
+    }
+    m_addressString->setText(io.ActiveAddressString());
+    // The Search Instruments page marks the active address's row.
+    return IPPTavrelScope::SearchInstrumentsPageBit;
+}
+
+void SetIOPage::showSerialParameters(const CIOconfiguration& io) {
+    const bool loading = m_loading;
+    m_loading = true;
+    const int port = io.RS232PortIndex(m_port->currentText());
+    m_baud->setCurrentIndex(std::max(0, m_baud->findData(io.RS232BaudRate(port))));
+    m_handshake->setCurrentIndex(std::max(0, m_handshake->findData(io.RS232Handshake(port))));
+    m_loading = loading;
+}
+
+void SetIOPage::updateButtons() {
+    const bool typed = isTypedAddress(), com = isComPort();
+    m_address->setVisible(typed);
+    m_gpibAddress->setEnabled(!typed && !com);
+    m_baud->setEnabled(com);
+    m_handshake->setEnabled(com);
+}

@@ -1,0 +1,83 @@
+// The Set I/O page in its frame: edits reach the control on Apply, and every text fits in every
+// language.
+#include "pages/SetIOPage.h"
+#include "control/TavrelScope.h"
+#include "pages/PropertyFrame.h"
+#include "pages/PropertyPage.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <gtest/gtest.h>
+
+namespace {
+
+template <typename T> T* child(QWidget& parent, int index = 0) {
+    return parent.findChildren<T*>().value(index);
+}
+
+TEST(SetIOPage, ApplyHandsTheAddressAndTheSessionSettingsToTheControl) {
+    TavrelScope control;
+    control.InitProperties();
+    control.ShowPropertyPages();
+    PropertyFrame frame(&control, control.PropertyPageList().filter(QStringLiteral("Tavrel")), 2);
+    auto* page = qobject_cast<SetIOPage*>(frame.tabs()->currentWidget());
+    ASSERT_TRUE(page) << "position 2 is the Set I/O page";
+    EXPECT_TRUE(control.SetIOExists());
+
+    const struct {
+        const char* port;
+        const char* typed;
+        int gpib;
+        const char* address;
+    } cases[] = {
+        {"GPIB1", "", 12, "GPIB1::12::INSTR"},
+        {"COM2", "", 0, "COM2::Handshake=DTR_DSR"},
+        {"TCPIP / USB", "TCPIP0::127.0.0.1::5025::SOCKET", 0, "TCPIP0::127.0.0.1::5025::SOCKET"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.port);
+        child<QComboBox>(*page, 0)->setCurrentText(QLatin1String(c.port));
+        child<QLineEdit>(*page)->setText(QLatin1String(c.typed));
+        child<QSpinBox>(*page, 0)->setValue(c.gpib);
+        child<QComboBox>(*page, 2)->setCurrentIndex(0); // DTR/DSR
+        child<QSpinBox>(*page, 1)->setValue(120);
+        ASSERT_TRUE(page->isChanged());
+        ASSERT_TRUE(frame.apply());
+        EXPECT_EQ(control.Address(), QLatin1String(c.address));
+        EXPECT_EQ(control.TXDelay(), 120);
+        EXPECT_FALSE(page->isChanged());
+        EXPECT_TRUE(control.NotifyIOConfigurationChanged() & IPPTavrelScope::SearchInstrumentsPageBit);
+    }
+}
+
+TEST(SetIOPage, EveryTextFitsInEveryLanguage) {
+    TavrelScope control;
+    control.InitProperties();
+    for (int country : {1, 33, 34, 39, 49, 81, 82, 886}) {
+        try {
+            control.SetCountryCode(country);
+        } catch (const TavrelError&) {
+            continue; // a CJK language needs a double-byte locale
+        }
+        PropertyFrame frame(&control, {SetIOPage::kName}, 0);
+        frame.adjustSize();
+        frame.show();
+        for (QLabel* label : frame.findChildren<QLabel*>())
+            if (label->isVisible())
+                EXPECT_LE(label->sizeHint().width(), label->width())
+                    << country << " " << label->text().toStdString();
+        for (QAbstractButton* button : frame.findChildren<QAbstractButton*>())
+            if (button->isVisible())
+                EXPECT_LE(button->sizeHint().width(), button->width())
+                    << country << " " << button->text().toStdString();
+        frame.hide();
+    }
+    control.SetCountryCode(1);
+}
+
+} // namespace
