@@ -67,14 +67,16 @@ TEST(SetIOPage, EveryTextFitsInEveryLanguage) {
         PropertyFrame frame(&control, {SetIOPage::kName}, 0);
         frame.adjustSize();
         frame.show();
-        for (QLabel* label : frame.findChildren<QLabel*>())
-            if (label->isVisible())
-                EXPECT_LE(label->sizeHint().width(), label->width())
-                    << country << " " << label->text().toStdString();
-        for (QAbstractButton* button : frame.findChildren<QAbstractButton*>())
-            if (button->isVisible())
-                EXPECT_LE(button->sizeHint().width(), button->width())
-                    << country << " " << button->text().toStdString();
+        for (QLabel* label : frame.findChildren<QLabel*>()) {
+            if (!label->isVisible()) continue;
+            EXPECT_LE(label->sizeHint().width(), label->width())
+                << country << " " << label->text().toStdString();
+        }
+        for (QAbstractButton* button : frame.findChildren<QAbstractButton*>()) {
+            if (!button->isVisible()) continue;
+            EXPECT_LE(button->sizeHint().width(), button->width())
+                << country << " " << button->text().toStdString();
+        }
         frame.hide();
     }
     control.SetCountryCode(1);
