@@ -4,6 +4,7 @@
 
 #include "base/Languages.h"
 #include "control/TavrelScope.h"
+#include "pages/PageRegistry.h"
 #include "pages/PropertyFrame.h"
 
 #include <QApplication>
@@ -40,6 +41,14 @@ int renderPages(CliContext& context, TavrelScope& control, const QString& folder
             const QString name = control.PropertyPageList().value(i);
             const QString file = dir.filePath(name + QStringLiteral(".png"));
             if (!frame.grab().save(file)) throw CliFailure(QStringLiteral("cannot write %1").arg(file));
+            ++written;
+        }
+        for (const QString& name : DialogGallery::names()) {
+            std::unique_ptr<QWidget> dialog(DialogGallery::create(name, control));
+            if (!dialog) continue;
+            dialog->adjustSize();
+            const QString file = dir.filePath(name + QStringLiteral(".png"));
+            if (!dialog->grab().save(file)) throw CliFailure(QStringLiteral("cannot write %1").arg(file));
             ++written;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "control/IPPTavrelScope.h"
 #include "control/PropertyPagesSeam.h"
+#include "pages/MessageBoxes.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
 #include "pages/PropertyPage.h"
@@ -105,6 +106,7 @@ void PropertyFrame::center() {
 }
 
 void InstallPropertyPages(std::function<void(QObject* control)> onApplied) {
+    InstallMessageBoxes();
     SetPropertyPagesHandler([onApplied](QObject* control, const QStringList& pages, int preselected) {
         // Widgets live on the GUI thread: a call from elsewhere waits for the frame there.
         const auto show = [=] {
