@@ -6,9 +6,11 @@
 #include "control/TavrelScope.h"
 #include "pages/PageRegistry.h"
 #include "pages/PropertyFrame.h"
+#include "pages/SearchInstrumentsPage.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QTabWidget>
 
 namespace {
@@ -34,6 +36,14 @@ int renderPages(CliContext& context, TavrelScope& control, const QString& folder
         if (!QDir().mkpath(dir.path())) throw CliFailure(QStringLiteral("cannot make %1").arg(dir.path()));
         control.ShowPropertyPages(); // restarts the working copy, as opening the pages does
         PropertyFrame frame(&control, control.PropertyPageList().filter(QStringLiteral("Tavrel")), -1);
+        // The search page is shown after a search, as a user sees it most.
+        for (PropertyPage* page : frame.pages())
+            if (auto* search = qobject_cast<SearchInstrumentsPage*>(page)) {
+                search->setShowResultsDialog(false);
+                QEventLoop loop;
+                search->search([&](const SearchResult&) { loop.quit(); });
+                if (search->searching()) loop.exec();
+            }
         frame.adjustSize();
         for (int i = 0; i < frame.tabs()->count(); ++i) {
             frame.tabs()->setCurrentIndex(i);

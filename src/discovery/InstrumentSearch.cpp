@@ -149,12 +149,23 @@ SearchResult InstrumentSearch::execute() {
     SearchResult result;
     result.configuration = m_configuration;
     CIOconfiguration& configuration = result.configuration;
-    try {
-        if (m_refreshPorts) configuration.RefreshPorts(*m_manager);
-    } catch (...) {
-        result.error = std::current_exception();
-        ReportSearchError(result.error);
-        return result;
+    if (m_refreshPorts) {
+        // In a thread that Qt started, as the probes below: the backends use Qt objects that need one.
+        const CallerContext context = CallerContext::capture();
+        std::unique_ptr<QThread> refresh(QThread::create([&] {
+            context.apply();
+            try {
+                configuration.RefreshPorts(*m_manager);
+            } catch (...) {
+                result.error = std::current_exception();
+            }
+        }));
+        refresh->start();
+        refresh->wait();
+        if (result.error) {
+            ReportSearchError(result.error);
+            return result;
+        }
     }
 
     const QList<PortTask> tasks = PortsToSearch(configuration);
