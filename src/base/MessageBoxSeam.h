@@ -11,6 +11,7 @@ struct MessageBoxRequest {
     int style = 0; // 64 information icon, 65536 set-foreground, as message box styles combine
     QString helpFile;
     int helpContext = 0;
+    quintptr owner = 0; // the window the box belongs to (its native id); 0: whichever is active
 };
 
 constexpr int kMessageBoxResultOK = 1;

@@ -241,7 +241,7 @@ quint32 CQueryInstrument::SystemTickCount() {
     return static_cast<quint32>(started.elapsed());
 }
 
-TestOutcome CQueryInstrument::Test(quintptr /*owner*/, const QString& address, QString& reply) {
+TestOutcome CQueryInstrument::Test(quintptr owner, const QString& address, QString& reply) {
     try {
         bool isGPIB;
         { isGPIB = m_configuration.IsStringGPIB(address); }
@@ -253,7 +253,7 @@ TestOutcome CQueryInstrument::Test(quintptr /*owner*/, const QString& address, Q
                 RS232_HandShake_DTR_DSR;
         TestOutcome outcome{code, Localized(220),
                             IdentificationMessage(code, address, reply, isGPIB, caution)};
-        ShowMessageBox({outcome.message, outcome.title, kTestMessageStyle, {}, 0});
+        ShowMessageBox({outcome.message, outcome.title, kTestMessageStyle, {}, 0, owner});
         return outcome;
     } catch (const TavrelError& error) {
         ReportFailure(error, kClassName, QStringLiteral("Test"));

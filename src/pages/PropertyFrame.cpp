@@ -2,6 +2,7 @@
 
 #include "control/IPPTavrelScope.h"
 #include "control/PropertyPagesSeam.h"
+#include "pages/Centering.h"
 #include "pages/MessageBoxes.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
@@ -97,12 +98,10 @@ void PropertyFrame::updateApplyButton() {
 
 void PropertyFrame::center() {
     auto* ipp = qobject_cast<IPPTavrelScope*>(m_control);
-    if (!ipp || !ipp->CenterPropertyPages()) return;
+    if (!ipp || !ipp->CenterPropertyPages() || m_tabs->count() == 0) return;
     const QPoint middle(ipp->ScreenCenterWidthInPixels(), ipp->ScreenCenterHeightInPixels());
     if (middle.isNull()) return; // no display to center on
-    QRect frame = frameGeometry();
-    frame.moveCenter(middle);
-    move(frame.topLeft());
+    CenterPropertyPage(m_tabs->currentWidget(), middle.x(), middle.y());
 }
 
 void InstallPropertyPages(std::function<void(QObject* control)> onApplied) {

@@ -1,5 +1,6 @@
 // The search results and option dialogs: texts, what is shown, and what the caller reads back.
 #include "base/TavrelError.h"
+#include "pages/Centering.h"
 #include "pages/FrmMessageOption.h"
 #include "pages/FrmSearchResults.h"
 #include "support/DiagnosticsCapture.h"
@@ -102,6 +103,25 @@ TEST(FrmMessageOption, AnEmptyOptionIsReportedAndTheDialogStillShows) {
     dialog.Load();
     EXPECT_TRUE(capture.hasReportWith(
         {"Assertion: (Len(m_strOption) > 0)", "File: FrmMessageOption", "Function: Discover"}))
+        << capture.reports.join(u'\n').toStdString();
+}
+
+} // namespace
+
+namespace {
+
+TEST(Centering, AFrameIsMovedToTheCenterAndAMissingWindowIsReported) {
+    DiagnosticsCapture capture;
+    QWidget frame;
+    auto* page = new QWidget(&frame);
+    frame.resize(300, 200);
+    CenterPropertyPage(page, 640, 400);
+    EXPECT_EQ(frame.frameGeometry().center(), QPoint(640, 400));
+    EXPECT_EQ(frame.size(), QSize(300, 200)) << "the size stays";
+    CenterPropertyPage(nullptr, 640, 400);
+    EXPECT_TRUE(
+        capture.hasReportWith({"Assertion: hwndPropertyPage > 0", "File: BrumelCtrlLib::MsgBoxAutoCenter",
+                               "Function: CenterPropertyPage"}))
         << capture.reports.join(u'\n').toStdString();
 }
 

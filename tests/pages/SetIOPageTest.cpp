@@ -2,6 +2,7 @@
 // language.
 #include "pages/SetIOPage.h"
 #include "control/TavrelScope.h"
+#include "pages/PageRegistry.h"
 #include "pages/PropertyFrame.h"
 #include "pages/PropertyPage.h"
 
@@ -55,29 +56,42 @@ TEST(SetIOPage, ApplyHandsTheAddressAndTheSessionSettingsToTheControl) {
     }
 }
 
-TEST(SetIOPage, EveryTextFitsInEveryLanguage) {
+// Every label and button of every page and dialog shows its whole text, in every language.
+TEST(PagesAndDialogs, EveryTextFitsInEveryLanguage) {
     TavrelScope control;
     control.InitProperties();
+    const auto fits = [](QWidget& top, int country, const QString& where) {
+        for (QLabel* label : top.findChildren<QLabel*>()) {
+            if (!label->isVisible() || label->wordWrap()) continue;
+            EXPECT_LE(label->sizeHint().width(), label->width())
+                << country << " " << where.toStdString() << ": " << label->text().toStdString();
+        }
+        for (QAbstractButton* button : top.findChildren<QAbstractButton*>()) {
+            if (!button->isVisible()) continue;
+            EXPECT_LE(button->sizeHint().width(), button->width())
+                << country << " " << where.toStdString() << ": " << button->text().toStdString();
+        }
+    };
     for (int country : {1, 33, 34, 39, 49, 81, 82, 886}) {
         try {
             control.SetCountryCode(country);
         } catch (const TavrelError&) {
             continue; // a CJK language needs a double-byte locale
         }
-        PropertyFrame frame(&control, {SetIOPage::kName}, 0);
-        frame.adjustSize();
+        PropertyFrame frame(&control, PageRegistry::names(), 0);
         frame.show();
-        for (QLabel* label : frame.findChildren<QLabel*>()) {
-            if (!label->isVisible()) continue;
-            EXPECT_LE(label->sizeHint().width(), label->width())
-                << country << " " << label->text().toStdString();
-        }
-        for (QAbstractButton* button : frame.findChildren<QAbstractButton*>()) {
-            if (!button->isVisible()) continue;
-            EXPECT_LE(button->sizeHint().width(), button->width())
-                << country << " " << button->text().toStdString();
+        for (int tab = 0; tab < frame.tabs()->count(); ++tab) {
+            frame.tabs()->setCurrentIndex(tab);
+            frame.adjustSize();
+            fits(frame, country, frame.tabs()->tabText(tab));
         }
         frame.hide();
+        for (const QString& name : DialogGallery::names()) {
+            std::unique_ptr<QWidget> dialog(DialogGallery::create(name, control));
+            dialog->show();
+            fits(*dialog, country, name);
+            dialog->hide();
+        }
     }
     control.SetCountryCode(1);
 }
