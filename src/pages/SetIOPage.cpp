@@ -1,7 +1,11 @@
 #include "pages/SetIOPage.h"
 
+#include "base/TavrelError.h"
+#include "control/TavrelScope.h"
+#include "discovery/CQueryInstrument.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOUtilsEnums.h"
+#include "pages/FrmMessageOption.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
 
@@ -10,7 +14,9 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QSpinBox>
+#include <QThread>
 #include <QVBoxLayout>
 
 namespace {
@@ -44,6 +50,9 @@ SetIOPage::SetIOPage(QWidget* parent) : PropertyPage("TavrelPPSetIO", IPPTavrelS
     m_reset = new QCheckBox(PageText(800), this);
     m_checkId = new QCheckBox(PageText(801), this);
     m_addressString = new QLabel(this);
+    m_test = new QPushButton(PageText(406), this);
+    m_hint = new QLabel(PageText(410), this);
+    m_hint->setWordWrap(true);
     m_addressString->setTextInteractionFlags(Qt::TextSelectableByMouse);
 
     auto* form = new QFormLayout;
@@ -58,7 +67,10 @@ SetIOPage::SetIOPage(QWidget* parent) : PropertyPage("TavrelPPSetIO", IPPTavrelS
     form->addRow(PageText(407), m_addressString);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
+    layout->addWidget(m_hint);
+    layout->addWidget(m_test, 0, Qt::AlignLeft);
     layout->addStretch();
+    connect(m_test, &QPushButton::clicked, this, [this] { test(); });
 
     const auto edited = [this] {
         if (m_loading) return;
@@ -116,8 +128,7 @@ void SetIOPage::loadFromWorkingCopy(IPPTavrelScope& ipp) {
     updateButtons();
 }
 
-qint32 SetIOPage::saveToWorkingCopy(IPPTavrelScope& ipp) {
-    CIOconfiguration& io = ipp.IOConfigurationPropertyPage();
+void SetIOPage::writeAddress(CIOconfiguration& io) const {
     if (isTypedAddress()) {
         io.SetActiveAddressString(m_address->text().trimmed());
     } else {
@@ -130,6 +141,12 @@ qint32 SetIOPage::saveToWorkingCopy(IPPTavrelScope& ipp) {
             io.SetActivePortGPIBAddress(m_gpibAddress->value());
         }
     }
+}
+
+qint32 SetIOPage::saveToWorkingCopy(IPPTavrelScope& ipp) {
+    CIOconfiguration& io = ipp.IOConfigurationPropertyPage();
+    writeAddress(io);
+    cautionAboutHandshake(ipp, io);
     if (QObject* control = dynamic_cast<QObject*>(&ipp)) {
         control->setProperty("TXDelay", m_txDelay->value());
         control->setProperty("ResetOnInitialize", m_reset->isChecked());
@@ -138,6 +155,64 @@ qint32 SetIOPage::saveToWorkingCopy(IPPTavrelScope& ipp) {
     m_addressString->setText(io.ActiveAddressString());
     // The Search Instruments page marks the active address's row.
     return IPPTavrelScope::SearchInstrumentsPageBit;
+}
+
+// XON/XOFF can corrupt binary transfers: a COM address with it is cautioned about once per address,
+// unless the user asked not to see the caution again.
+void SetIOPage::cautionAboutHandshake(IPPTavrelScope& ipp, const CIOconfiguration& io) {
+    if (!isComPort() || ipp.DontShowIOHandshakeWarning()) return;
+    const int port = io.RS232PortIndex(m_port->currentText());
+    if (io.RS232Handshake(port) != CorvaneIOUtilsLib::RS232_HandShake_XON_XOFF) return;
+    const QString address = io.ActiveAddressString();
+    if (address == ipp.LastIOHandshakeAddress()) return;
+    ipp.SetLastIOHandshakeAddress(address);
+    FrmMessageOption caution(this);
+    caution.SetTitle(PageText(280));
+    caution.SetMessage(PageText(711) + QStringLiteral("\n\n") + PageText(712) + QStringLiteral("\n\n") +
+                       PageText(713));
+    caution.SetOption(PageText(124));
+    if (m_showCaution) caution.exec();
+    ipp.SetDontShowIOHandshakeWarning(caution.OptionChecked());
+}
+
+void SetIOPage::test(std::function<void()> done) {
+    IPPTavrelScope* ipp = host();
+    auto* scope = dynamic_cast<TavrelScope*>(ipp);
+    if (!scope || m_tester) {
+        if (done) done();
+        return;
+    }
+    // The address as the page shows it now, before Apply.
+    auto configuration = std::make_shared<CIOconfiguration>();
+    configuration->Copy(ipp->IOConfigurationPropertyPage());
+    try {
+        writeAddress(*configuration);
+    } catch (const TavrelError&) {
+        if (done) done();
+        return; // Apply explains a refused address
+    }
+    auto query = std::make_shared<CQueryInstrument>();
+    query->IOConfigurationChanged(m_txDelay->value(), *configuration, scope->IOManager());
+    const QString address = configuration->ActiveAddressString();
+    const quintptr owner = window()->winId();
+    m_hint->setText(PageText(411));
+    m_tester = QThread::create([query, address, owner] {
+        QString reply;
+        try {
+            query->Test(owner, address, reply); // its message box is shown on the GUI thread
+        } catch (const std::exception&) {
+            // reported by the test itself
+        }
+    });
+    connect(m_tester, &QThread::finished, this, [this, done] {
+        m_tester->deleteLater();
+        m_tester = nullptr;
+        m_hint->setText(PageText(410));
+        updateButtons();
+        if (done) done();
+    });
+    m_tester->start();
+    updateButtons();
 }
 
 void SetIOPage::showSerialParameters(const CIOconfiguration& io) {
@@ -155,4 +230,9 @@ void SetIOPage::updateButtons() {
     m_gpibAddress->setEnabled(!typed && !com);
     m_baud->setEnabled(com);
     m_handshake->setEnabled(com);
+    m_test->setEnabled(!m_tester);
+}
+
+SetIOPage::~SetIOPage() {
+    if (m_tester) m_tester->wait(); // a test ends within its query timeout
 }

@@ -2,11 +2,15 @@
 
 #include "pages/PropertyPage.h"
 
+#include <functional>
+
 class CIOconfiguration;
 class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
+class QPushButton;
+class QThread;
 class QSpinBox;
 
 // The Set I/O page: the port and address the control talks to, the serial parameters of a COM port,
@@ -16,7 +20,14 @@ class SetIOPage : public PropertyPage {
 public:
     static inline const QString kName = QStringLiteral("TavrelPPSetIO");
     explicit SetIOPage(QWidget* parent = nullptr);
+    ~SetIOPage() override;
     QString caption() const override;
+
+    // The instrument test on the address the page shows, on a worker; its message box goes through
+    // the message-box seam, owned by the page's window. done runs on the GUI thread afterwards.
+    void test(std::function<void()> done = {});
+    // Whether the handshake caution is shown (tests answer it without showing it).
+    void setShowCaution(bool show) { m_showCaution = show; }
 
 protected:
     void loadFromWorkingCopy(IPPTavrelScope& ipp) override;
@@ -24,6 +35,8 @@ protected:
     void updateButtons() override;
 
 private:
+    void writeAddress(CIOconfiguration& io) const;
+    void cautionAboutHandshake(IPPTavrelScope& ipp, const CIOconfiguration& io);
     void showSerialParameters(const CIOconfiguration& io);
     bool isComPort() const;
     bool isTypedAddress() const;
@@ -37,5 +50,9 @@ private:
     QCheckBox* m_reset;
     QCheckBox* m_checkId;
     QLabel* m_addressString;
+    QPushButton* m_test;
+    QLabel* m_hint;
+    QThread* m_tester = nullptr;
+    bool m_showCaution = true;
     bool m_loading = false;
 };

@@ -1,6 +1,7 @@
 // The Set I/O page in its frame: edits reach the control on Apply, and every text fits in every
 // language.
 #include "pages/SetIOPage.h"
+#include "base/MessageBoxSeam.h"
 #include "control/TavrelScope.h"
 #include "pages/PageRegistry.h"
 #include "pages/PropertyFrame.h"
@@ -9,6 +10,7 @@
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QDialogButtonBox>
+#include <QEventLoop>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSpinBox>
@@ -54,6 +56,35 @@ TEST(SetIOPage, ApplyHandsTheAddressAndTheSessionSettingsToTheControl) {
         EXPECT_FALSE(page->isChanged());
         EXPECT_TRUE(control.NotifyIOConfigurationChanged() & IPPTavrelScope::SearchInstrumentsPageBit);
     }
+}
+
+TEST(SetIOPage, TestsTheAddressItShowsAndCautionsAboutXonXoffOncePerAddress) {
+    qputenv("TAVREL_IO", "sim");
+    TavrelScope control;
+    control.InitProperties();
+    control.ShowPropertyPages();
+    QStringList shown;
+    SetMessageBoxHandler([&](const MessageBoxRequest& r) {
+        shown.append(r.text);
+        return kMessageBoxResultOK;
+    });
+    SetIOPage page;
+    page.setShowCaution(false);
+    page.setSelectedControls({&control});
+    child<QSpinBox>(page, 0)->setValue(12); // not applied: Test takes what the page shows
+    QEventLoop loop;
+    page.test([&] { loop.quit(); });
+    loop.exec();
+    ASSERT_EQ(shown.size(), 1);
+    EXPECT_TRUE(shown[0].contains("GPIB0::12::INSTR")) << shown[0].toStdString();
+    EXPECT_EQ(control.Address(), "GPIB0::7::INSTR");
+    SetMessageBoxHandler(nullptr);
+
+    child<QComboBox>(page, 0)->setCurrentText("COM1");
+    child<QComboBox>(page, 2)->setCurrentIndex(child<QComboBox>(page, 2)->findText("XON/XOFF"));
+    ASSERT_TRUE(page.applyChanges());
+    EXPECT_EQ(control.LastIOHandshakeAddress(), control.IOConfigurationPropertyPage().ActiveAddressString());
+    EXPECT_FALSE(control.DontShowIOHandshakeWarning());
 }
 
 // Every label and button of every page and dialog shows its whole text, in every language.
