@@ -3,6 +3,7 @@
 #include "control/IPPTavrelScope.h"
 #include "control/PropertyPagesSeam.h"
 #include "pages/Centering.h"
+#include "pages/HelpViewer.h"
 #include "pages/MessageBoxes.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
@@ -67,8 +68,14 @@ PropertyFrame::PropertyFrame(QObject* control, const QStringList& pages, int pre
         case QDialogButtonBox::ApplyRole:
             apply();
             break;
+        case QDialogButtonBox::HelpRole: {
+            HelpViewer viewer(this);
+            viewer.load();
+            viewer.exec();
+            break;
+        }
         default:
-            break; // Help: the help viewer is not part of this build yet
+            break;
         }
     });
 }

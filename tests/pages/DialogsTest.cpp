@@ -1,13 +1,17 @@
 // The search results and option dialogs: texts, what is shown, and what the caller reads back.
 #include "base/TavrelError.h"
+#include "control/TavrelScope.h"
 #include "pages/Centering.h"
 #include "pages/FrmMessageOption.h"
 #include "pages/FrmSearchResults.h"
+#include "pages/HelpViewer.h"
 #include "support/DiagnosticsCapture.h"
 
 #include <QCheckBox>
 #include <QLabel>
+#include <QListWidget>
 #include <QPushButton>
+#include <QTextBrowser>
 #include <gtest/gtest.h>
 
 namespace {
@@ -123,6 +127,23 @@ TEST(Centering, AFrameIsMovedToTheCenterAndAMissingWindowIsReported) {
         capture.hasReportWith({"Assertion: hwndPropertyPage > 0", "File: BrumelCtrlLib::MsgBoxAutoCenter",
                                "Function: CenterPropertyPage"}))
         << capture.reports.join(u'\n').toStdString();
+}
+
+} // namespace
+
+namespace {
+
+TEST(HelpViewer, ShowsTheLanguagesHelpWithItsContents) {
+    TavrelScope control; // selecting a language puts its help files in the data folder
+    control.InitProperties();
+    control.SetCountryCode(33);
+    HelpViewer viewer;
+    ASSERT_TRUE(viewer.load());
+    EXPECT_TRUE(viewer.text()->toPlainText().startsWith("Aide")) << "the French help";
+    ASSERT_EQ(viewer.contents()->count(), 7);
+    viewer.contents()->setCurrentRow(3);
+    EXPECT_TRUE(viewer.text()->textCursor().selectedText().startsWith("4. ")) << "the entry's section";
+    control.SetCountryCode(1);
 }
 
 } // namespace
