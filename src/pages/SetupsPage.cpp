@@ -3,6 +3,7 @@
 #include "base/MessageBoxSeam.h"
 #include "base/TavrelError.h"
 #include "control/TavrelScope.h"
+#include "pages/FrmMessageOption.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
 #include "setups/SetupSupport.h"
@@ -26,7 +27,14 @@ namespace {
 const bool kRegistered =
     PageRegistry::add(SetupsPage::kName, [](QWidget* parent) { return new SetupsPage(parent); });
 
-const QString kFileFilter = QStringLiteral("Setup files (*.scp *.stp);;All files (*)");
+// A filter text of the string table ("Tavrel setup files (*.scp)|*.scp|...") as a file dialog's.
+QString fileFilter(int id) {
+    const QStringList parts = PageText(id).split(QLatin1Char('|'));
+    QStringList filters;
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2)
+        filters << parts[i];
+    return filters.join(QStringLiteral(";;"));
+}
 
 // Opens the control's connection for a transfer and closes it afterwards.
 template <typename Body> void connected(TavrelScope& control, Body&& body) {
@@ -78,13 +86,15 @@ SetupsPage::SetupsPage(QWidget* parent)
         if (!HasMessageBoxHandler() || ShowMessageBox(ask) == 6 /* yes */) removeSetup(selectedRow());
     });
     connect(m_get, &QPushButton::clicked, this, [this] { getSetup(selectedRow()); });
-    connect(m_send, &QPushButton::clicked, this, [this] { sendSetup(selectedRow()); });
+    connect(m_send, &QPushButton::clicked, this, [this] {
+        if (confirmSend()) sendSetup(selectedRow());
+    });
     connect(m_save, &QPushButton::clicked, this, [this] {
-        const QString file = QFileDialog::getSaveFileName(this, PageText(611), QString(), kFileFilter);
+        const QString file = QFileDialog::getSaveFileName(this, PageText(671), QString(), fileFilter(661));
         if (!file.isEmpty()) saveSetup(selectedRow(), file);
     });
     connect(m_load, &QPushButton::clicked, this, [this] {
-        const QString file = QFileDialog::getOpenFileName(this, PageText(612), QString(), kFileFilter);
+        const QString file = QFileDialog::getOpenFileName(this, PageText(670), QString(), fileFilter(660));
         if (!file.isEmpty()) loadSetup(selectedRow(), file);
     });
 }
@@ -116,8 +126,16 @@ void SetupsPage::fillTable() {
     for (auto it = setups.begin(); it != setups.end(); ++it, ++row) {
         const QStringList cells = {it->Name(), it->Model(), it->Version(), it->Comments(),
                                    QString::number(it->LearnString().toByteArray().size())};
-        for (int column = 0; column < cells.size(); ++column)
-            m_table->setItem(row, column, new QTableWidgetItem(cells[column]));
+        // The setup last got from or sent to the instrument stands out.
+        const bool last =
+            !setups.LastInstrumentSetup().isEmpty() && it->Name() == setups.LastInstrumentSetup();
+        for (int column = 0; column < cells.size(); ++column) {
+            auto* item = new QTableWidgetItem(cells[column]);
+            QFont font = item->font();
+            font.setBold(last);
+            item->setFont(font);
+            m_table->setItem(row, column, item);
+        }
     }
     if (selected >= 0 && selected < m_table->rowCount()) m_table->selectRow(selected);
     m_table->resizeColumnsToContents();
@@ -182,6 +200,19 @@ bool SetupsPage::loadSetup(int row, const QString& fileName) {
     TavrelScope* scope = control();
     return scope && row >= 0 &&
            attempt(PageText(612), [&] { scope->Setups().Item(row + 1).ReadFromFile(fileName); });
+}
+
+bool SetupsPage::confirmSend() {
+    TavrelScope* scope = control();
+    if (!scope || scope->DontShowSetupIOConfigurationWarning()) return true;
+    FrmMessageOption caution(this);
+    caution.SetTitle(PageText(690));
+    caution.SetMessage(PageText(803));
+    caution.SetOption(PageText(124));
+    caution.SetOKOnly(false);
+    caution.exec();
+    scope->SetDontShowSetupIOConfigurationWarning(caution.OptionChecked());
+    return caution.Continue();
 }
 
 void SetupsPage::getSetup(int row, std::function<void(bool)> done) {

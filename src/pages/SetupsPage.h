@@ -47,6 +47,9 @@ private:
     bool attempt(const QString& title, const std::function<void()>& body);
     void transfer(int row, bool send, std::function<void(bool)> done);
     void editDialog(int row);
+    // The caution that a setup carries I/O settings, unless the user asked not to see it again;
+    // true to go on and send.
+    bool confirmSend();
 
     QTableWidget* m_table;
     QLabel* m_status;

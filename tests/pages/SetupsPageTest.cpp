@@ -83,6 +83,8 @@ TEST(SetupsPage, GetOnTheWorkerThenSaveAndLoadRoundTrip) {
     EXPECT_TRUE(p.shown.last().contains(QStringLiteral("missing.scp"))) << p.shown.last().toStdString();
 
     ASSERT_TRUE(p.wait([&](auto done) { p.page.sendSetup(1, done); })) << p.shown.join(u'\n').toStdString();
+    EXPECT_TRUE(p.page.table()->item(1, 0)->font().bold()) << "the setup last sent stands out";
+    EXPECT_FALSE(p.page.table()->item(0, 0)->font().bold());
 }
 
 } // namespace
