@@ -2,6 +2,7 @@
 #include "control/TavrelScope.h"
 
 #include "base/Diagnostics.h"
+#include "iolib/IOManager.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -39,6 +40,15 @@ void TavrelScope::startPageWorkingCopy() {
     if (!m_ioconfigurationPropertyPage) m_ioconfigurationPropertyPage = std::make_unique<CIOconfiguration>();
     m_ioconfigurationPropertyPage->Copy(*m_ioconfiguration);
     m_lNotifyIOConfigurationChanged = 0;
+    // The pages show this computer's ports, not those of the computer the document was saved on; the
+    // control's own configuration (and so the document) changes only when a page is applied.
+    if (m_ioManager) {
+        try {
+            m_ioconfigurationPropertyPage->RefreshPorts(*m_ioManager);
+        } catch (const TavrelError& error) {
+            ReportFailure(error, QString::fromLatin1(kClass), QStringLiteral("ShowPropertyPages"));
+        }
+    }
 }
 
 qint32 TavrelScope::ScreenCenterWidthInPixels() const {

@@ -2,6 +2,8 @@
 // port's parameters, and building the canonical string back from the fields.
 #include "ioconfig/CIOconfiguration.h"
 
+#include <QRegularExpression>
+
 #include "base/Diagnostics.h"
 #include "iolib/IOUtilsEnums.h"
 
@@ -120,6 +122,17 @@ void CIOconfiguration::SetActiveAddressString(const QString& address) {
     try {
         if (IsStringGPIB(address)) {
             m_strActiveAddressString = address;
+            // A GPIB instrument address also names the port and the address the pages show; other
+            // verbatim strings (TCPIP, USB) leave the port fields as they are.
+            static const QRegularExpression gpib(QStringLiteral("^GPIB([0-3])::(\\d{1,2})(::INSTR)?$"),
+                                                 QRegularExpression::CaseInsensitiveOption);
+            const QRegularExpressionMatch match = gpib.match(address.trimmed());
+            if (match.hasMatch() && match.captured(2).toInt() <= kLastGPIBAddress) {
+                m_strActiveIOPort = kGPIBPrefix + match.captured(1);
+                m_lIOPortIndex = match.captured(1).toInt();
+                m_bIsGPIB = true;
+                m_lActiveGPIBAddress = match.captured(2).toInt();
+            }
             return;
         }
         ParseRS232Address(address);

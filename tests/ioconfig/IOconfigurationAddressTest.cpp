@@ -43,7 +43,8 @@ TEST(IOconfigurationAddress, StringsBecomeCanonicalAreKeptVerbatimOrAreRefusedLe
         {"COM1::Size=8,Baud=2400", "COM1::Baud=2400"},
         {"COM1::", "COM1"},
     };
-    // Kept as given, without touching the active port.
+    // Kept as given; a GPIB instrument address also sets the active port and GPIB address, the
+    // others leave them alone.
     const QStringList verbatim = {"GPIB3::12::INSTR", "TCPIP0::host::INSTR", "usb0::0x1234::INSTR",
                                   "gpib2::5::instr"};
     // The first two have port, baud rate and handshake set before they are found wrong; the last is empty.
@@ -69,6 +70,11 @@ TEST(IOconfigurationAddress, StringsBecomeCanonicalAreKeptVerbatimOrAreRefusedLe
         EXPECT_EQ(ErrorNumberOf([&, &given = given] { io.SetActiveAddressString(given); }),
                   canonical.isNull() ? kInvalid : 0);
         if (verbatim.contains(given)) expected.address = given;
+        if (given.startsWith(u"GPIB", Qt::CaseInsensitive)) {
+            expected.port = given.left(5).toUpper();
+            expected.isGPIB = true;
+            expected.gpibAddress = given.section(QStringLiteral("::"), 1, 1).toInt();
+        }
         if (canonical.isNull() || verbatim.contains(given)) {
             EXPECT_TRUE(stateOf(io) == expected) << io.ActiveAddressString().toStdString();
         } else {
@@ -143,4 +149,18 @@ TEST(IOconfigurationAddress, GPIBInstrumentAddressTakesOneOrTwoDigitsUpTo30) {
             << c.address;
         EXPECT_EQ(address, c.expected) << c.address;
     }
+}
+
+// A GPIB address after a COM one shows its own port and address, and the automation server's form
+// carries no serial handshake.
+TEST(IOconfigurationAddress, AGpibAddressAfterAComOneUpdatesThePortFields) {
+    CIOconfiguration io;
+    io.SetActiveAddressString(QStringLiteral("COM1"));
+    io.SetActiveAddressString(QStringLiteral("GPIB0::12::INSTR"));
+    EXPECT_TRUE(io.IsGPIB());
+    EXPECT_EQ(io.ActiveIOPort(), QStringLiteral("GPIB0"));
+    EXPECT_EQ(io.ActivePortGPIBAddress(), 12);
+    EXPECT_EQ(io.ActiveAutomationServerAddress(), QStringLiteral("GPIB0::12::INSTR"));
+    io.SetActiveAddressString(QStringLiteral("TCPIP0::host::INSTR"));
+    EXPECT_EQ(io.ActiveIOPort(), QStringLiteral("GPIB0")) << "a LAN address names no port";
 }

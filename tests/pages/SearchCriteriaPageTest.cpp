@@ -67,3 +67,21 @@ TEST(SearchCriteriaPage, ApplyHandsTheCriteriaButNotTheAddressToTheControl) {
 }
 
 } // namespace
+
+namespace {
+
+// A document saved on another computer: the pages show the ports of this one, and the control's own
+// configuration keeps what the document says until a page is applied.
+TEST(SearchCriteriaPage, OpeningThePagesShowsThisComputersPorts) {
+    qputenv("TAVREL_IO", "sim");
+    TavrelScope control;
+    control.InitProperties();
+    control.IOConfigurationControl().SetRS232PortExists(4, true); // as saved elsewhere
+    control.ShowPropertyPages();
+    const CIOconfiguration& pages = control.IOConfigurationPropertyPage();
+    EXPECT_TRUE(pages.RS232PortExists(1) && pages.GPIBPortExists(0));
+    EXPECT_FALSE(pages.RS232PortExists(4));
+    EXPECT_TRUE(control.IOConfigurationControl().RS232PortExists(4));
+}
+
+} // namespace
