@@ -84,6 +84,7 @@ InstrumentSearch::InstrumentSearch(CIOconfiguration configuration,
       m_activeAddress(std::move(activeAddress)), m_delayMs(transmitDelayMs) {
     qRegisterMetaType<SearchResult>();
     qRegisterMetaType<SearchProgress>();
+    qRegisterMetaType<QList<SearchRow>>();
 }
 
 InstrumentSearch::~InstrumentSearch() {
@@ -177,6 +178,7 @@ SearchResult InstrumentSearch::execute() {
     std::vector<PortOutcome> outcomes(tasks.size());
     auto probe = [&](qsizetype i) {
         outcomes[i] = ProbePort(tasks.at(i), configuration, m_manager, m_delayMs, monitor);
+        if (!outcomes[i].rows.isEmpty()) emit found(outcomes[i].rows);
     };
     // Probes run in threads that Qt started, whatever thread runs the search: the serial and LAN
     // backends use Qt objects that need one. Sequentially, one thread probes the ports in turn.

@@ -55,6 +55,9 @@ public:
 signals:
     // Emitted from the probing threads: connect with a receiver object to have it queued.
     void progress(const SearchProgress& step);
+    // The rows of one port (or of the LAN and USB instruments) as soon as it is searched, in the
+    // order the ports finish; finished() then has every row in search order.
+    void found(const QList<SearchRow>& rows);
     void finished(const SearchResult& result);
 
 private:

@@ -5,6 +5,7 @@
 #include "pages/Centering.h"
 #include "pages/HelpViewer.h"
 #include "pages/MessageBoxes.h"
+#include "pages/PageFonts.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
 #include "pages/PropertyPage.h"
@@ -32,6 +33,7 @@ QWidget* missingPage(const QString& name) {
 PropertyFrame::PropertyFrame(QObject* control, const QStringList& pages, int preselected, QWidget* parent)
     : QDialog(parent), m_control(control), m_tabs(new QTabWidget(this)) {
     setWindowTitle(PageText(700));
+    setFont(PageFont(control->property("FontName").toString(), control->property("FontSize").toInt()));
     m_tabs->setUsesScrollButtons(false); // every page's tab in sight: the frame grows to hold them
     m_buttons = new QDialogButtonBox(this);
     QPushButton* ok = m_buttons->addButton(PageText(111), QDialogButtonBox::AcceptRole);

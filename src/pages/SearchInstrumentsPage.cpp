@@ -123,6 +123,14 @@ void SearchInstrumentsPage::search(std::function<void(const SearchResult&)> done
             m_progress->setValue(step.done);
         },
         Qt::QueuedConnection);
+    // Rows appear as ports are searched; the finished list puts them in search order.
+    connect(
+        m_search, &InstrumentSearch::found, this,
+        [this](const QList<SearchRow>& rows) {
+            for (const SearchRow& row : rows)
+                new QTreeWidgetItem(m_list, {row.model, row.supported, row.address, row.manufacturer});
+        },
+        Qt::QueuedConnection);
     connect(m_search, &InstrumentSearch::finished, this, &SearchInstrumentsPage::finished,
             Qt::QueuedConnection);
     // The ports this computer has now, not those of the computer the document was saved on.
@@ -139,6 +147,7 @@ void SearchInstrumentsPage::finished(const SearchResult& result) {
     m_search->deleteLater();
     m_search = nullptr;
     m_progress->hide();
+    m_list->clear();
     const QIcon connected = connectedInstrumentIcon();
     for (const SearchRow& row : result.rows)
         new QTreeWidgetItem(m_list, {row.model, row.supported, row.address, row.manufacturer});

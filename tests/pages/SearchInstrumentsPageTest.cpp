@@ -44,7 +44,12 @@ struct Page {
 TEST(SearchInstrumentsPage, ListsWhatAnsweredMarksTheConnectedRowAndAppliesAChosenOne) {
     Page p;
     EXPECT_TRUE(p.control->SearchIOExists());
+    int rowsWhileSearching = 0;
+    QObject::connect(p.page.list()->model(), &QAbstractItemModel::rowsInserted, [&] {
+        if (p.page.searching()) ++rowsWhileSearching;
+    });
     const SearchResult result = p.search();
+    EXPECT_GT(rowsWhileSearching, 0) << "rows appear as the ports are searched";
     EXPECT_FALSE(p.page.searching());
     QTreeWidget* list = p.page.list();
     if (result.error) {
