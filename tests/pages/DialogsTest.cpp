@@ -1,4 +1,5 @@
 // The search results and option dialogs: texts, what is shown, and what the caller reads back.
+#include "base/Localization.h"
 #include "base/TavrelError.h"
 #include "control/TavrelScope.h"
 #include "pages/Centering.h"
@@ -8,9 +9,12 @@
 #include "support/DiagnosticsCapture.h"
 
 #include <QCheckBox>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTextBrowser>
 #include <gtest/gtest.h>
 
@@ -134,6 +138,13 @@ TEST(Centering, AFrameIsMovedToTheCenterAndAMissingWindowIsReported) {
 namespace {
 
 TEST(HelpViewer, ShowsTheLanguagesHelpWithItsContents) {
+    // A data folder of this test's own: other tests select languages at the same time.
+    QTemporaryDir folder;
+    QDir().mkpath(folder.filePath("Help"));
+    const QDir shipped(ComponentFolder() + "/Help");
+    for (const QString& name : shipped.entryList(QDir::Files))
+        QFile::copy(shipped.filePath(name), folder.filePath("Help/" + name));
+    SetComponentFolder(folder.path());
     TavrelScope control; // selecting a language puts its help files in the data folder
     control.InitProperties();
     control.SetCountryCode(33);
@@ -144,6 +155,7 @@ TEST(HelpViewer, ShowsTheLanguagesHelpWithItsContents) {
     viewer.contents()->setCurrentRow(3);
     EXPECT_TRUE(viewer.text()->textCursor().selectedText().startsWith("4. ")) << "the entry's section";
     control.SetCountryCode(1);
+    SetComponentFolder(QString());
 }
 
 } // namespace
