@@ -44,6 +44,12 @@ SetIOPage::SetIOPage(QWidget* parent) : PropertyPage("TavrelPPSetIO", IPPTavrelS
     m_baud = new QComboBox(this);
     for (int rate : kBaudRates)
         m_baud->addItem(QString::number(rate), rate);
+    m_parity = new QComboBox(this);
+    const int parities[] = {CorvaneIOUtilsLib::RS232_Parity_None, CorvaneIOUtilsLib::RS232_Parity_Odd,
+                            CorvaneIOUtilsLib::RS232_Parity_Even, CorvaneIOUtilsLib::RS232_Parity_Mark,
+                            CorvaneIOUtilsLib::RS232_Parity_Space};
+    for (int i = 0; i < 5; ++i)
+        m_parity->addItem(PageText(312 + i), parities[i]);
     m_handshake = new QComboBox(this);
     m_txDelay = new QSpinBox(this);
     m_txDelay->setRange(0, 10000);
@@ -60,6 +66,7 @@ SetIOPage::SetIOPage(QWidget* parent) : PropertyPage("TavrelPPSetIO", IPPTavrelS
     form->addRow(QString(), m_address);
     form->addRow(PageText(402), m_gpibAddress);
     form->addRow(PageText(403), m_baud);
+    form->addRow(PageText(310), m_parity);
     form->addRow(PageText(404), m_handshake);
     form->addRow(PageText(405), m_txDelay);
     form->addRow(QString(), m_reset);
@@ -86,6 +93,7 @@ SetIOPage::SetIOPage(QWidget* parent) : PropertyPage("TavrelPPSetIO", IPPTavrelS
     connect(m_address, &QLineEdit::textEdited, this, edited);
     connect(m_gpibAddress, &QSpinBox::valueChanged, this, edited);
     connect(m_baud, &QComboBox::currentIndexChanged, this, edited);
+    connect(m_parity, &QComboBox::currentIndexChanged, this, edited);
     connect(m_handshake, &QComboBox::currentIndexChanged, this, edited);
     connect(m_txDelay, &QSpinBox::valueChanged, this, edited);
     connect(m_reset, &QCheckBox::toggled, this, edited);
@@ -136,6 +144,7 @@ void SetIOPage::writeAddress(CIOconfiguration& io) const {
         if (isComPort()) {
             const int port = io.RS232PortIndex(m_port->currentText());
             io.SetRS232BaudRate(port, m_baud->currentData().toInt());
+            io.SetRS232Parity(port, m_parity->currentData().toInt());
             io.SetRS232Handshake(port, m_handshake->currentData().toInt());
         } else {
             io.SetActivePortGPIBAddress(m_gpibAddress->value());
@@ -220,6 +229,7 @@ void SetIOPage::showSerialParameters(const CIOconfiguration& io) {
     m_loading = true;
     const int port = io.RS232PortIndex(m_port->currentText());
     m_baud->setCurrentIndex(std::max(0, m_baud->findData(io.RS232BaudRate(port))));
+    m_parity->setCurrentIndex(std::max(0, m_parity->findData(io.RS232Parity(port))));
     m_handshake->setCurrentIndex(std::max(0, m_handshake->findData(io.RS232Handshake(port))));
     m_loading = loading;
 }
@@ -229,6 +239,7 @@ void SetIOPage::updateButtons() {
     m_address->setVisible(typed);
     m_gpibAddress->setEnabled(!typed && !com);
     m_baud->setEnabled(com);
+    m_parity->setEnabled(com);
     m_handshake->setEnabled(com);
     m_test->setEnabled(!m_tester);
 }

@@ -45,6 +45,7 @@ private:
     QLineEdit* m_address;
     QSpinBox* m_gpibAddress;
     QComboBox* m_baud;
+    QComboBox* m_parity;
     QComboBox* m_handshake;
     QSpinBox* m_txDelay;
     QCheckBox* m_reset;

@@ -2,7 +2,9 @@
 // language.
 #include "pages/SetIOPage.h"
 #include "base/MessageBoxSeam.h"
+#include "control/ControlDocument.h"
 #include "control/TavrelScope.h"
+#include "iolib/IOUtilsEnums.h"
 #include "pages/PageRegistry.h"
 #include "pages/PropertyFrame.h"
 #include "pages/PropertyPage.h"
@@ -15,6 +17,7 @@
 #include <QLineEdit>
 #include <QSpinBox>
 #include <QTabWidget>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace {
@@ -47,12 +50,16 @@ TEST(SetIOPage, ApplyHandsTheAddressAndTheSessionSettingsToTheControl) {
         child<QComboBox>(*page, 0)->setCurrentText(QLatin1String(c.port));
         child<QLineEdit>(*page)->setText(QLatin1String(c.typed));
         child<QSpinBox>(*page, 0)->setValue(c.gpib);
-        child<QComboBox>(*page, 2)->setCurrentIndex(0); // DTR/DSR
+        child<QComboBox>(*page, 3)->setCurrentIndex(0); // DTR/DSR
+        child<QComboBox>(*page, 2)->setCurrentIndex(2); // even parity
         child<QSpinBox>(*page, 1)->setValue(120);
         ASSERT_TRUE(page->isChanged());
         ASSERT_TRUE(frame.apply());
         EXPECT_EQ(control.Address(), QLatin1String(c.address));
         EXPECT_EQ(control.TXDelay(), 120);
+        if (QLatin1String(c.port) == QLatin1String("COM2")) {
+            EXPECT_EQ(control.IOConfigurationControl().RS232Parity(2), CorvaneIOUtilsLib::RS232_Parity_Even);
+        }
         EXPECT_FALSE(page->isChanged());
         EXPECT_TRUE(control.NotifyIOConfigurationChanged() & IPPTavrelScope::SearchInstrumentsPageBit);
     }
@@ -81,7 +88,7 @@ TEST(SetIOPage, TestsTheAddressItShowsAndCautionsAboutXonXoffOncePerAddress) {
     SetMessageBoxHandler(nullptr);
 
     child<QComboBox>(page, 0)->setCurrentText("COM1");
-    child<QComboBox>(page, 2)->setCurrentIndex(child<QComboBox>(page, 2)->findText("XON/XOFF"));
+    child<QComboBox>(page, 3)->setCurrentIndex(child<QComboBox>(page, 3)->findText("XON/XOFF"));
     ASSERT_TRUE(page.applyChanges());
     EXPECT_EQ(control.LastIOHandshakeAddress(), control.IOConfigurationPropertyPage().ActiveAddressString());
     EXPECT_FALSE(control.DontShowIOHandshakeWarning());
@@ -125,6 +132,30 @@ TEST(PagesAndDialogs, EveryTextFitsInEveryLanguage) {
         }
     }
     control.SetCountryCode(1);
+}
+
+} // namespace
+
+namespace {
+
+// What `tavrel pages` does on Apply: the document saved then holds what the page set.
+TEST(SetIOPage, AnAppliedAddressIsInTheSavedDocument) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath("host.json");
+    TavrelScope control;
+    control.InitProperties();
+    ControlDocument::Save(control, path);
+    control.ShowPropertyPages();
+    PropertyFrame frame(&control, {SetIOPage::kName}, 0);
+    QObject::connect(&frame, &PropertyFrame::applied, [&] { ControlDocument::Save(control, path); });
+    auto* page = qobject_cast<SetIOPage*>(frame.tabs()->currentWidget());
+    ASSERT_TRUE(page);
+    child<QComboBox>(*page, 0)->setCurrentText("GPIB2");
+    child<QSpinBox>(*page, 0)->setValue(9);
+    ASSERT_TRUE(frame.apply());
+    TavrelScope reloaded;
+    ControlDocument::Load(reloaded, path);
+    EXPECT_EQ(reloaded.Address(), "GPIB2::9::INSTR");
 }
 
 } // namespace
