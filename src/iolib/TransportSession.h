@@ -118,4 +118,16 @@ private:
     bool m_open = true;
 };
 
+// A session on a bus whose instruments take a command only at its line end (LAN sockets, USBTMC):
+// every write ends with one, so that "*IDN?" is a complete command on every bus.
+class LineEndSession : public TransportSession<IOSession> {
+public:
+    using TransportSession<IOSession>::TransportSession;
+
+protected:
+    void send(const QByteArray& bytes) override {
+        TransportSession<IOSession>::send(bytes.endsWith('\n') ? bytes : bytes + '\n');
+    }
+};
+
 } // namespace CorvaneIOUtilsLib

@@ -2,9 +2,9 @@
 
 #include "base/MessageBoxSeam.h"
 #include "control/TavrelScope.h"
-#include "discovery/CQueryInstrument.h"
 #include "discovery/InstrumentSearch.h"
 #include "pages/FrmSearchResults.h"
+#include "pages/InstrumentTestRun.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
 
@@ -221,27 +221,15 @@ void SearchInstrumentsPage::test(std::function<void()> done) {
         if (done) done();
         return;
     }
-    const QString address = item->text(AddressColumn);
-    auto query = std::make_shared<CQueryInstrument>();
-    query->IOConfigurationChanged(scope->TXDelay(), ipp->IOConfigurationPropertyPage(), scope->IOManager());
-    const quintptr owner = window()->winId();
     m_progressLine->setText(PageText(411));
-    m_tester = QThread::create([query, address, owner] {
-        QString reply;
-        try {
-            query->Test(owner, address, reply); // its message box is shown on the GUI thread
-        } catch (const std::exception&) {
-            // reported by the test itself
-        }
-    });
-    connect(m_tester, &QThread::finished, this, [this, done] {
-        m_tester->deleteLater();
-        m_tester = nullptr;
-        m_progressLine->clear();
-        updateButtons();
-        if (done) done();
-    });
-    m_tester->start();
+    m_tester =
+        StartInstrumentTest(this, ipp->IOConfigurationPropertyPage(), scope->IOManager(), scope->TXDelay(),
+                            item->text(AddressColumn), window()->winId(), [this, done] {
+                                m_tester = nullptr;
+                                m_progressLine->clear();
+                                updateButtons();
+                                if (done) done();
+                            });
     updateButtons();
 }
 

@@ -2,10 +2,10 @@
 
 #include "base/TavrelError.h"
 #include "control/TavrelScope.h"
-#include "discovery/CQueryInstrument.h"
 #include "ioconfig/CIOconfiguration.h"
 #include "iolib/IOUtilsEnums.h"
 #include "pages/FrmMessageOption.h"
+#include "pages/InstrumentTestRun.h"
 #include "pages/PageRegistry.h"
 #include "pages/PageTexts.h"
 
@@ -192,35 +192,22 @@ void SetIOPage::test(std::function<void()> done) {
         return;
     }
     // The address as the page shows it now, before Apply.
-    auto configuration = std::make_shared<CIOconfiguration>();
-    configuration->Copy(ipp->IOConfigurationPropertyPage());
+    CIOconfiguration configuration;
+    configuration.Copy(ipp->IOConfigurationPropertyPage());
     try {
-        writeAddress(*configuration);
+        writeAddress(configuration);
     } catch (const TavrelError&) {
         if (done) done();
         return; // Apply explains a refused address
     }
-    auto query = std::make_shared<CQueryInstrument>();
-    query->IOConfigurationChanged(m_txDelay->value(), *configuration, scope->IOManager());
-    const QString address = configuration->ActiveAddressString();
-    const quintptr owner = window()->winId();
     m_hint->setText(PageText(411));
-    m_tester = QThread::create([query, address, owner] {
-        QString reply;
-        try {
-            query->Test(owner, address, reply); // its message box is shown on the GUI thread
-        } catch (const std::exception&) {
-            // reported by the test itself
-        }
-    });
-    connect(m_tester, &QThread::finished, this, [this, done] {
-        m_tester->deleteLater();
-        m_tester = nullptr;
-        m_hint->setText(PageText(410));
-        updateButtons();
-        if (done) done();
-    });
-    m_tester->start();
+    m_tester = StartInstrumentTest(this, configuration, scope->IOManager(), m_txDelay->value(),
+                                   configuration.ActiveAddressString(), window()->winId(), [this, done] {
+                                       m_tester = nullptr;
+                                       m_hint->setText(PageText(410));
+                                       updateButtons();
+                                       if (done) done();
+                                   });
     updateButtons();
 }
 
