@@ -1,6 +1,7 @@
 #include "sim/hislip/HislipServer.h"
 
 #include "sim/SimConnection.h"
+#include "sim/SimSockets.h"
 
 #include <QtEndian>
 #include <arpa/inet.h>
@@ -69,28 +70,6 @@ QByteArray message(quint8 type, quint8 control, quint32 parameter, const QByteAr
     return bytes + payload;
 }
 
-bool sendAll(int fd, const QByteArray& bytes) {
-    qsizetype sent = 0;
-    while (sent < bytes.size()) {
-        const ssize_t n = ::send(fd, bytes.constData() + sent, size_t(bytes.size() - sent), MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        sent += n;
-    }
-    return true;
-}
-
-bool receiveAll(int fd, char* out, qsizetype count) {
-    qsizetype got = 0;
-    while (got < count) {
-        const ssize_t n = ::recv(fd, out + got, size_t(count - got), 0);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        got += n;
-    }
-    return true;
-}
-
 // A header; false at the stream's end. *wellFormed says whether it began with "HS".
 bool receiveHeader(int fd, Header& header, bool* wellFormed) {
     uchar b[16];
@@ -153,24 +132,12 @@ HislipServer::~HislipServer() {
 }
 
 bool HislipServer::listen(quint16 port, QString* error) {
-    m_listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    socklen_t length = sizeof address;
-    if (m_listenFd < 0 || ::setsockopt(m_listenFd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-        ::bind(m_listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(m_listenFd, 16) != 0 ||
-        ::getsockname(m_listenFd, reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
-        ::pipe2(m_wake, O_CLOEXEC) != 0) {
-        *error = QStringLiteral("HiSLIP: cannot listen on 127.0.0.1:%1: %2")
-                     .arg(port)
-                     .arg(QString::fromLocal8Bit(std::strerror(errno)));
+    m_listenFd = listenOnLoopback(port, &m_port, error);
+    if (m_listenFd < 0 || ::pipe2(m_wake, O_CLOEXEC) != 0) {
+        if (m_listenFd >= 0) *error = QString::fromLocal8Bit(std::strerror(errno));
+        *error = QStringLiteral("HiSLIP: ") + *error;
         return false;
     }
-    m_port = ntohs(address.sin_port);
     return true;
 }
 
