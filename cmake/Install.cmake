@@ -2,7 +2,7 @@
 # (find_package(TavrelScope)), a pkg-config file and a Debian package (cpack -G DEB).
 include(CMakePackageConfigHelpers)
 
-set(TAVREL_INSTALL_TARGETS corvaneio tavreldriver tavrelcore)
+set(TAVREL_INSTALL_TARGETS corvaneio tavreldriver tavrelcore tavrelpages)
 if(TARGET tavrelsim)
   list(APPEND TAVREL_INSTALL_TARGETS tavrelsim)
 endif()
@@ -15,7 +15,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tavrel DESTINATION ${CMAKE_INSTA
   COMPONENT Development FILES_MATCHING PATTERN "*.h")
 install(FILES ${CMAKE_BINARY_DIR}/include/tavrel/Version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavrel COMPONENT Development)
-foreach(layer base iolib automation hosting ioconfig discovery setups control)
+foreach(layer base iolib automation hosting ioconfig discovery setups control pages)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/${layer} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavrel
     COMPONENT Development FILES_MATCHING PATTERN "*.h" PATTERN "backends" EXCLUDE)
 endforeach()

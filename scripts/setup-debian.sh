@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config git clang-format
-  qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-serialport-dev qt6-tools-dev qt6-image-formats-plugins
+  qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-serialport-dev qt6-tools-dev qt6-image-formats-plugins libqt6opengl6-dev
   libgl-dev libxkbcommon-dev fonts-dejavu-core fonts-wqy-microhei
   libgtest-dev libgmock-dev googletest
   libtirpc-dev

@@ -18,4 +18,15 @@ void Save(TavrelScope& control, const QString& path) {
     HostDocument::save(path, bag);
 }
 
+QByteArray ToJson(TavrelScope& control) {
+    MemoryPropertyBag bag(QStringLiteral("document"));
+    control.WriteProperties(bag);
+    return HostDocument::toJson(bag);
+}
+
+void FromJson(TavrelScope& control, const QByteArray& json, const QString& source) {
+    MemoryPropertyBag bag = HostDocument::parse(json, source);
+    control.ReadProperties(bag);
+}
+
 } // namespace ControlDocument

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 class TavrelScope;
@@ -11,5 +12,8 @@ namespace ControlDocument {
 void Load(TavrelScope& control, const QString& path);
 // Writes the control's whole state as a new document, replacing the file atomically.
 void Save(TavrelScope& control, const QString& path);
+// The same document as text, for a host that keeps it elsewhere (a form designer's property).
+QByteArray ToJson(TavrelScope& control);
+void FromJson(TavrelScope& control, const QByteArray& json, const QString& source);
 
 } // namespace ControlDocument

@@ -13,6 +13,8 @@
 #include "iolib/IOManager.h"
 #include "tavrel/Version.h"
 
+#include <QScopeGuard>
+
 namespace {
 
 const char* const kClass = "TavrelScope";
@@ -196,6 +198,8 @@ void TavrelScope::handLanListToManager() {
 }
 
 void TavrelScope::Initialize() {
+    // Told whether the session opened or not, so that a face showing the state follows it.
+    const auto tell = qScopeGuard([this] { emit ConnectionChanged(); });
     Reported(kClass, "Initialize", [&] {
         // The session opens whatever address the I/O configuration holds now.
         m_session->SetAutomationServerAddress(m_ioconfiguration->ActiveAutomationServerAddress());
@@ -205,6 +209,7 @@ void TavrelScope::Initialize() {
 
 void TavrelScope::CloseConnection() {
     m_session->CloseConnection();
+    emit ConnectionChanged();
 }
 
 bool TavrelScope::InstrumentConnected() const {

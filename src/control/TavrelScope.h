@@ -193,6 +193,8 @@ signals:
     void SupportMessage(const QString& message);
     // The pages handed the control a new address or new search criteria.
     void IOConfigurationTakenOver();
+    // After Initialize (opened or not) and CloseConnection, in the thread that called them.
+    void ConnectionChanged();
 
 private:
     void applyLanguageFonts();

@@ -1,5 +1,8 @@
 #include "control/WaveformPlot.h"
 
+#include "control/EngineeringText.h"
+#include "control/MinMaxColumns.h"
+
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
@@ -13,20 +16,6 @@ constexpr int kTop = 40;
 constexpr int kBottom = 50;
 constexpr int kXDivisions = 10;
 constexpr int kYDivisions = 8;
-
-// 1.5e-3 → "1.5 m": tick labels with an SI prefix.
-QString engineering(double value, const QString& unit) {
-    if (value == 0.0) return QStringLiteral("0 ") + unit;
-    static const struct {
-        double scale;
-        const char* prefix;
-    } prefixes[] = {{1e9, "G"},  {1e6, "M"},  {1e3, "k"},  {1, ""},
-                    {1e-3, "m"}, {1e-6, "µ"}, {1e-9, "n"}, {1e-12, "p"}};
-    for (const auto& p : prefixes)
-        if (std::fabs(value) >= p.scale * 0.999)
-            return QString::number(value / p.scale, 'g', 3) + u' ' + QString::fromUtf8(p.prefix) + unit;
-    return QString::number(value, 'g', 3) + u' ' + unit;
-}
 
 struct Range {
     double low = 0;
@@ -62,28 +51,26 @@ void drawSeries(QPainter& painter, const PlotSeries& s, const QRect& area, Range
     const auto py = [&](double v) { return area.bottom() - (v - y.low) / (y.high - y.low) * area.height(); };
     painter.setPen(QPen(s.colour, 1.2));
     QPainterPath path;
-    if (n <= area.width() * 2) {
+    if (n <= area.width() * 2 || !(s.time[n - 1] > s.time[0])) {
         path.moveTo(px(s.time[0]), py(s.values[0]));
         for (qsizetype i = 1; i < n; ++i)
             path.lineTo(px(s.time[i]), py(s.values[i]));
     } else {
-        // The minimum and maximum of every pixel column, joined column to column.
-        qsizetype i = 0;
+        // The minimum and maximum of every pixel column, joined column to column. A record's samples
+        // are evenly spaced; the last one is taken in by widening the window half a sample.
+        const double increment = (s.time[n - 1] - s.time[0]) / static_cast<double>(n - 1);
+        const QVector<ColumnSpan> spans =
+            MinMaxColumns(s.values.constData(), n, s.time[0], increment, x.low, x.high + increment / 2,
+                          area.width());
         bool first = true;
-        while (i < n) {
-            const int column = static_cast<int>(px(s.time[i]));
-            double low = s.values[i];
-            double high = low;
-            while (i < n && static_cast<int>(px(s.time[i])) == column) {
-                low = std::min(low, s.values[i]);
-                high = std::max(high, s.values[i]);
-                ++i;
-            }
+        for (int c = 0; c < spans.size(); ++c) {
+            if (spans[c].empty) continue;
+            const double column = area.left() + c;
             if (first)
-                path.moveTo(column, py(high));
+                path.moveTo(column, py(spans[c].high));
             else
-                path.lineTo(column, py(high));
-            path.lineTo(column, py(low));
+                path.lineTo(column, py(spans[c].high));
+            path.lineTo(column, py(spans[c].low));
             first = false;
         }
     }
@@ -125,13 +112,13 @@ QImage RenderWaveformPlot(const QList<PlotSeries>& series, const QString& title,
         const double t = x.low + (x.high - x.low) * i / kXDivisions;
         const int gx = area.left() + area.width() * i / kXDivisions;
         painter.drawText(QRect(gx - 50, area.bottom() + 4, 100, 16), Qt::AlignHCenter,
-                         engineering(t, QStringLiteral("s")));
+                         EngineeringText(t, QStringLiteral("s")));
     }
     for (int i = 0; i <= kYDivisions; i += 2) {
         const double v = y.low + (y.high - y.low) * i / kYDivisions;
         const int gy = area.bottom() - area.height() * i / kYDivisions;
         painter.drawText(QRect(0, gy - 8, kLeft - 6, 16), Qt::AlignRight | Qt::AlignVCenter,
-                         engineering(v, QStringLiteral("V")));
+                         EngineeringText(v, QStringLiteral("V")));
     }
     painter.drawText(QRect(area.left(), area.bottom() + 24, area.width(), 16), Qt::AlignHCenter,
                      QStringLiteral("time"));

@@ -91,18 +91,23 @@ MemoryPropertyBag load(const QString& path) {
         refuse(path, QStringLiteral("cannot be read (%1).").arg(file.errorString()));
     if (file.size() > kMaximumDocumentSize)
         refuse(path, QStringLiteral("is too large to be a host document."));
-    const QByteArray content = file.readAll();
+    return parse(file.readAll(), path);
+}
+
+MemoryPropertyBag parse(const QByteArray& content, const QString& source) {
+    if (content.size() > kMaximumDocumentSize)
+        refuse(source, QStringLiteral("is too large to be a host document."));
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(content, &error);
     if (error.error != QJsonParseError::NoError)
-        refuse(path, QStringLiteral("is not valid JSON (%1 at offset %2).")
-                         .arg(error.errorString())
-                         .arg(error.offset));
-    if (!document.isObject()) refuse(path, QStringLiteral("is not a JSON object of properties."));
-    MemoryPropertyBag bag(path);
+        refuse(source, QStringLiteral("is not valid JSON (%1 at offset %2).")
+                           .arg(error.errorString())
+                           .arg(error.offset));
+    if (!document.isObject()) refuse(source, QStringLiteral("is not a JSON object of properties."));
+    MemoryPropertyBag bag(source);
     const QJsonObject object = document.object();
     for (auto it = object.begin(); it != object.end(); ++it)
-        bag.set(it.key(), fromJson(path, it.key(), it.value()));
+        bag.set(it.key(), fromJson(source, it.key(), it.value()));
     return bag;
 }
 

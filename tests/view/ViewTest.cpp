@@ -1,0 +1,151 @@
+// tavrel-view: its screen keeps every spike of a long record, its worker survives an instrument that
+// stops answering and comes back, and --screenshot writes the window after the first acquisition.
+
+#include "ScopeDisplay.h"
+#include "ScopeWorker.h"
+#include "control/TavrelScope.h"
+#include "control/WaveformPlot.h"
+
+#include <QImage>
+#include <QPainter>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QThread>
+#include <csignal>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr qsizetype kRecord = 1000000;
+
+// Whether any pixel of the image's column x, between two rows, has the colour.
+bool columnHasColour(const QImage& image, int x, int top, int bottom, QColor colour) {
+    for (int y = top; y <= bottom; ++y)
+        if (image.pixelColor(x, y) == colour) return true;
+    return false;
+}
+
+// tavrel-sim on 127.0.0.1, serving the default bench; its scope's raw socket address.
+struct SimProcess {
+    QString start() {
+        process.start(QStringLiteral(TAVREL_BINARY_DIR "/bin/tavrel-sim"), {QStringLiteral("--quiet")});
+        if (!process.waitForStarted(10000)) return {};
+        QString address;
+        while (process.waitForReadyRead(10000) || process.canReadLine()) {
+            while (process.canReadLine()) {
+                const QStringList f = QString::fromUtf8(process.readLine()).trimmed().split(u' ');
+                if (f == QStringList{QStringLiteral("ready")}) return address;
+                if (f.size() == 4 && f[0] == QLatin1String("GPIB0::7::INSTR") && f[2] == QLatin1String("tcp"))
+                    address = QStringLiteral("TCPIP0::127.0.0.1::%1::SOCKET").arg(f[3].section(u':', 1));
+            }
+        }
+        return {};
+    }
+    void signal(int number) { ::kill(pid_t(process.processId()), number); }
+    ~SimProcess() {
+        signal(SIGCONT);
+        process.terminate();
+        process.waitForFinished(10000);
+    }
+    QProcess process;
+};
+
+} // namespace
+
+TEST(ScopeDisplay, ASpikeOfOneSampleInAMillionIsDrawnWhereverItIs) {
+    ScopeFrame frame;
+    frame.settings.channels[0] = {true, 1.0, 0.0, Tavrel_ProbeCoupling_DC};
+    frame.settings.timeScale = 1e-3; // the record spans the screen: 10 ms
+    ChannelTrace trace;
+    trace.channel = 1;
+    trace.first = -5e-3;
+    trace.increment = 10e-3 / kRecord;
+    trace.volts = QVector<double>(kRecord, 0.0);
+    ScopeDisplay display;
+    display.resize(1000, 600);
+    for (const qsizetype at : {qsizetype(0), qsizetype(123457), qsizetype(500000), kRecord - 1}) {
+        trace.volts[at] = 3.0; // three divisions above the center
+        frame.traces = {trace};
+        display.setFrame(frame);
+        QImage image(display.size(), QImage::Format_RGB32);
+        QPainter painter(&image);
+        display.paintScope(painter, image.rect());
+        painter.end();
+        // Find the graticule from the spike's expected place: a quarter of the screen height up from
+        // the center, in the column of its time.
+        const double share = double(at) / kRecord;
+        bool drawn = false;
+        for (int x = 0; x < image.width(); ++x) {
+            const double column = double(x) / image.width();
+            if (std::abs(column - share) > 0.05) continue;
+            drawn = drawn || columnHasColour(image, x, 0, image.height() / 3, ChannelColour(1));
+        }
+        EXPECT_TRUE(drawn) << "spike at sample " << at;
+        trace.volts[at] = 0.0;
+    }
+}
+
+TEST(ScopeWorker, SurvivesAnInstrumentThatStopsAnsweringAndReconnects) {
+    SimProcess sim;
+    const QString address = sim.start();
+    ASSERT_FALSE(address.isEmpty()) << "tavrel-sim did not get ready";
+    qunsetenv("TAVREL_IO"); // the computer's own I/O: the socket
+    TavrelScope control;
+    control.InitProperties();
+    control.SetAddress(address);
+    QThread thread;
+    auto* worker = new ScopeWorker(control);
+    worker->moveToThread(&thread);
+    thread.start();
+    const auto ask = [&](auto call) { QMetaObject::invokeMethod(worker, call, Qt::QueuedConnection); };
+    QSignalSpy opened(worker, &ScopeWorker::opened);
+    QSignalSpy frames(worker, &ScopeWorker::frameReady);
+    QSignalSpy failures(worker, &ScopeWorker::failed);
+
+    ask([worker] { worker->open(); });
+    ASSERT_TRUE(opened.wait(15000));
+    ask([worker] { worker->run(); });
+    ASSERT_TRUE(frames.wait(15000));
+    EXPECT_FALSE(frames.last().at(0).value<ScopeFrame>().traces.isEmpty());
+
+    sim.signal(SIGSTOP); // the instrument hangs
+    ask([worker] { worker->nextFrame(); });
+    ASSERT_TRUE(failures.wait(20000)) << "no failure within the session's timeout";
+    EXPECT_TRUE(failures.last().at(0).toString().contains(address)) << qPrintable(failures.last().at(0).toString());
+
+    sim.signal(SIGCONT); // and is back
+    ask([worker] { worker->open(); });
+    ASSERT_TRUE(opened.wait(15000)) << "no reconnection";
+    const qsizetype before = frames.size();
+    ask([worker] { worker->single(); });
+    ASSERT_TRUE(frames.wait(15000));
+    EXPECT_GT(frames.size(), before);
+    EXPECT_EQ(failures.size(), 1);
+
+    ask([worker] { worker->close(); });
+    QMetaObject::invokeMethod(worker, &QObject::deleteLater, Qt::QueuedConnection);
+    thread.quit();
+    thread.wait();
+}
+
+TEST(TavrelView, ScreenshotAfterTheFirstAcquisition) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("view.png"));
+    QProcess view;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    view.setProcessEnvironment(environment);
+    view.start(QStringLiteral(TAVREL_BINARY_DIR "/bin/tavrel-view"),
+               {QStringLiteral("--sim"), QStringLiteral("--screenshot"), path});
+    ASSERT_TRUE(view.waitForFinished(60000));
+    EXPECT_EQ(view.exitCode(), 0) << view.readAllStandardError().constData();
+    const QImage image(path);
+    ASSERT_FALSE(image.isNull());
+    EXPECT_GE(image.width(), 800);
+    // Channel 1's trace is on it.
+    bool trace = false;
+    for (int x = 0; x < image.width() && !trace; x += 3)
+        trace = columnHasColour(image, x, 0, image.height() - 1, ChannelColour(1));
+    EXPECT_TRUE(trace);
+}
