@@ -138,20 +138,23 @@ void TavrelScopeWidget::paintEvent(QPaintEvent*) {
     painter.setPen(palette().mid().color());
     painter.drawRect(frame);
     painter.drawPixmap(kMargin, (height() - kIconSize) / 2, ControlIconPixmap(kIconSize));
-    const QRect text = rect().adjusted(kIconSize + 2 * kMargin, kMargin, -kMargin, -kMargin);
-    // Design time: the name and the address the control will open. Run time: the session's state.
+    // Design time: the name and the address the control will open. Run time: the session's state. The
+    // two lines sit together, centered beside the icon.
     const QString second = m_designMode ? m_control->Address() : m_stateText;
-    painter.setPen(palette().windowText().color());
     QFont bold = font();
     bold.setBold(true);
-    painter.setFont(bold);
     const QFontMetrics boldMetrics(bold);
-    painter.drawText(text, Qt::AlignLeft | Qt::AlignTop,
-                     boldMetrics.elidedText(PageText(104), Qt::ElideRight, text.width()));
+    const int left = kIconSize + 2 * kMargin;
+    const int width = std::max(0, this->width() - left - kMargin);
+    const int top = std::max(0, (height() - boldMetrics.height() - 2 - fontMetrics().height()) / 2);
+    painter.setPen(palette().windowText().color());
+    painter.setFont(bold);
+    painter.drawText(QRect(left, top, width, boldMetrics.height()), Qt::AlignLeft | Qt::AlignVCenter,
+                     boldMetrics.elidedText(PageText(104), Qt::ElideRight, width));
     painter.setFont(font());
     if (!m_designMode) painter.setPen(m_connected ? QColor(0, 130, 50) : palette().windowText().color());
-    painter.drawText(text, Qt::AlignLeft | Qt::AlignBottom,
-                     fontMetrics().elidedText(second, Qt::ElideMiddle, text.width()));
+    painter.drawText(QRect(left, top + boldMetrics.height() + 2, width, fontMetrics().height()),
+                     Qt::AlignLeft | Qt::AlignVCenter, fontMetrics().elidedText(second, Qt::ElideMiddle, width));
 }
 
 void TavrelScopeWidget::mouseDoubleClickEvent(QMouseEvent*) {

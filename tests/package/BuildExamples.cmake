@@ -1,4 +1,4 @@
-# Installs the component into a scratch prefix, builds examples/host and examples/driver against it
+# Installs the component into a scratch prefix, builds examples/host, examples/driver and examples/form against it
 # in separate CMake runs, and runs them on the simulated bench.
 #   cmake -DBINARY_DIR=<build> -DSOURCE_DIR=<source> -DWORK_DIR=<scratch> -DVERSION=<x.y.z>
 #         -DGENERATOR=<generator> -P BuildExamples.cmake
@@ -20,7 +20,7 @@ function(run expectedResult expectedOutput)
   set(output "${output}" PARENT_SCOPE)
 endfunction()
 
-foreach(example host driver)
+foreach(example host driver form)
   run(0 "" ${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/${example} -B ${WORK_DIR}/${example} -G ${GENERATOR}
     -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH=${prefix})
   run(0 "" ${CMAKE_COMMAND} --build ${WORK_DIR}/${example})
@@ -39,4 +39,6 @@ run(1 "error" ${WORK_DIR}/host/tavrel-host-example ${WORK_DIR}/no-such-document.
 
 run(0 "channel 1 frequency: ${number} Hz" ${WORK_DIR}/driver/tavrel-driver-example GPIB0::7::INSTR)
 run(1 "I/O error: .*GPIB0::40::INSTR" ${WORK_DIR}/driver/tavrel-driver-example GPIB0::40::INSTR)
+run(0 "Peak to peak: ${number} V" ${CMAKE_COMMAND} -E env QT_QPA_PLATFORM=offscreen
+  ${WORK_DIR}/form/tavrel-form-example --measure)
 file(REMOVE_RECURSE ${WORK_DIR})

@@ -1,5 +1,6 @@
 # Makes the Debian package with cpack and checks what it holds and what it depends on.
-#   cmake -DBINARY_DIR=<build> -DWORK_DIR=<scratch> -DVERSION=<x.y.z> -P CheckDebianPackage.cmake
+#   cmake -DBINARY_DIR=<build> -DWORK_DIR=<scratch> -DVERSION=<x.y.z> -DQT_PLUGINS=<Qt's plugin folder under
+#         its prefix> -P CheckDebianPackage.cmake
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 execute_process(COMMAND ${CMAKE_CPACK_COMMAND} --config ${BINARY_DIR}/CPackConfig.cmake -G DEB -B ${WORK_DIR}
@@ -18,7 +19,9 @@ execute_process(COMMAND dpkg-deb --field ${debs} Depends OUTPUT_VARIABLE depends
 
 set(failures "")
 foreach(path
-    usr/bin/tavrel usr/bin/tavrel-sim
+    usr/bin/tavrel usr/bin/tavrel-sim usr/bin/tavrel-view
+    usr/${QT_PLUGINS}/designer/libtavrel-designer.so usr/lib/libtavrel-pages.so.${VERSION}
+    usr/include/tavrel/Widgets.h usr/include/tavrel/pages/TavrelScopeWidget.h
     usr/lib/libtavrel-control.so.${VERSION} usr/lib/libtavrel-control.so.0 usr/lib/libtavrel-control.so
     usr/lib/libtavrel-driver.so.${VERSION} usr/lib/libtavrel-io.so.${VERSION} usr/lib/libtavrel-simbench.so.${VERSION}
     usr/include/tavrel/TavrelScope.h usr/include/tavrel/Driver.h usr/include/tavrel/Version.h
