@@ -102,6 +102,11 @@ public:
                  const QString& targetText) {
         m_rows.push_back({figure, shown, targetText, value >= target ? "met" : "NOT met"});
     }
+    // A figure that must be at most target.
+    void atMost(const QString& figure, double value, double target, const QString& shown,
+                const QString& targetText) {
+        m_rows.push_back({figure, shown, targetText, value <= target ? "met" : "NOT met"});
+    }
     // A figure with no target of its own, shown for comparison.
     void info(const QString& figure, const QString& shown) { m_rows.push_back({figure, shown, {}, {}}); }
 

@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset default >/dev/null
-cmake --build --preset default -j "$(nproc)" --target bench_search bench_document bench_waveform bench_lan tavrel-sim >/dev/null
+cmake --build --preset default -j "$(nproc)" --target bench_search bench_document bench_waveform bench_lan bench_view tavrel-sim >/dev/null
 echo "bench/run.sh on $(date -u '+%Y-%m-%d %H:%M UTC'), $(nproc) processor cores"
 echo
 ./build/bin/bench_search
@@ -19,3 +19,6 @@ echo
 echo
 # The same waveform over each LAN protocol.
 ./build/bin/bench_lan 12
+echo
+# tavrel-view's frames: acquisition, transfer, conversion and drawing, with and without measurements.
+./build/bin/bench_view 20

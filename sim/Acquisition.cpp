@@ -89,6 +89,14 @@ WaveformRecord Acquisition::record(int source) {
     return r;
 }
 
+std::optional<double> Acquisition::measure(int source, WaveformMeasure::Quantity quantity) {
+    std::unique_ptr<Measured>& measured = m_measured[source];
+    if (!measured) measured = std::make_unique<Measured>(record(source));
+    const auto known = measured->values.find(quantity);
+    if (known != measured->values.end()) return known->second;
+    return measured->values[quantity] = measured->measure.value(quantity);
+}
+
 void Acquisition::accumulate(int channel, const InputSignals::Shaping& shaping, const Shot& shot,
                              float* out) {
     const bool noiseTriggered =

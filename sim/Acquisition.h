@@ -2,11 +2,14 @@
 
 #include "sim/ScopeState.h"
 #include "sim/TriggerFinder.h"
+#include "sim/WaveformMeasure.h"
 #include "sim/WaveformRecord.h"
 
 #include <QList>
 #include <array>
+#include <map>
 #include <memory>
+#include <optional>
 
 namespace tavrelsim {
 
@@ -29,6 +32,9 @@ public:
     bool triggered() const { return m_triggered; }
     // source: a channel, POD1, POD2 or LOGic.
     WaveformRecord record(int source);
+    // A :MEASure quantity of a channel's record. The scope measures an acquisition once: the record's
+    // levels and each quantity are found the first time they are asked for and kept with it.
+    std::optional<double> measure(int source, WaveformMeasure::Quantity quantity);
 
 private:
     Acquisition(const ScopeState& settings, QList<Shot> shots);
@@ -47,6 +53,13 @@ private:
     bool m_triggered = true;
     std::array<std::shared_ptr<const std::vector<quint16>>, ScopeState::ChannelCount> m_channels;
     std::shared_ptr<const std::vector<quint16>> m_logic;
+    struct Measured {
+        explicit Measured(WaveformRecord r) : record(std::move(r)), measure(record) {}
+        WaveformRecord record;
+        WaveformMeasure measure; // refers to record
+        std::map<int, std::optional<double>> values;
+    };
+    std::map<int, std::unique_ptr<Measured>> m_measured;
 };
 
 } // namespace tavrelsim

@@ -50,10 +50,8 @@ void addMeasureCommands(ScpiCommandTable& t) {
                 }
             }
             std::optional<double> value;
-            if (const auto acquisition = scope.acquisition().latest(scope.state(), true)) {
-                const WaveformRecord record = acquisition->record(source);
-                value = WaveformMeasure(record).value(quantity);
-            }
+            if (const auto acquisition = scope.acquisition().latest(scope.state(), true))
+                value = acquisition->measure(source, quantity);
             scope.reply(ScpiValues::formatReal(value.value_or(NotMeasurable)));
         });
     }

@@ -69,7 +69,7 @@ void ScopeWorker::close() {
 }
 
 ScopeSettings ScopeWorker::readSettings() {
-    ScopeSettings s;
+    ScopeSettings& s = m_settings;
     for (int i = 0; i < 4; ++i) {
         BrumelTB::AnalogChannelTavrel& channel = m_control.AnalogChannels().Item(kChannels[i]);
         s.channels[i] = {channel.Display() == Tavrel_On, channel.Scale(), channel.Offset(), channel.Coupling()};
@@ -80,13 +80,17 @@ ScopeSettings ScopeWorker::readSettings() {
     s.triggerLevel = m_control.Trigger().Level();
     s.triggerSlope = m_control.Trigger().Slope();
     s.podOn = m_control.LogicChannel().PodDisplay(Tavrel_Logic_POD1) == Tavrel_On;
+    m_settingsAge.start();
     return s;
 }
 
 ScopeFrame ScopeWorker::acquire(RecordLength length, bool measure) {
     ScopeFrame frame;
     frame.sequence = ++m_sequence;
-    frame.settings = readSettings();
+    // The settings change when someone changes them: on the panel (read back at once), or at the
+    // scope's own front panel, which a read once a second follows.
+    if (!m_settingsAge.isValid() || m_settingsAge.hasExpired(1000)) readSettings();
+    frame.settings = m_settings;
     const Tavrel_WaveformPoints points =
         length == RecordLength::Full ? Tavrel_DataPoints_ALL : Tavrel_DataPoints_2000;
     m_control.Digitize();

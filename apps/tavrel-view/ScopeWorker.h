@@ -2,6 +2,7 @@
 
 #include "ScopeFrame.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 
@@ -56,6 +57,8 @@ private:
     TavrelScope& m_control;
     Mode m_mode = Mode::Stopped;
     RecordLength m_length = RecordLength::Screen;
+    ScopeSettings m_settings;
+    QElapsedTimer m_settingsAge;
     bool m_open = false;
     bool m_frameInFlight = false;
     qint64 m_sequence = 0;
