@@ -29,7 +29,8 @@ FrameTimes measureFrames(ScopeWorker& worker, ScopeDisplay& display, RecordLengt
         QElapsedTimer timer;
         timer.start();
         const ScopeFrame frame = worker.acquire(length, measure);
-        if (frame.traces.size() != 4) fail(QStringLiteral("a frame with %1 channels").arg(frame.traces.size()));
+        if (frame.traces.size() != 4)
+            fail(QStringLiteral("a frame with %1 channels").arg(frame.traces.size()));
         const qint64 acquired = timer.nsecsElapsed();
         display.setFrame(frame);
         QPainter painter(&image);
@@ -82,8 +83,9 @@ int main(int argc, char** argv) {
                 {"2,000", "16 a frame", screenMeasured},
                 {"1,000,000", "16 a frame", fullMeasured}};
     for (const auto& r : rows)
-        std::printf("| %s | %s | %.2f | %.1f | %.2f | %.0f %% |\n", r.points, r.measured, r.t.frame.median * 1e3,
-                    1 / r.t.frame.median, r.t.draw.median * 1e3, 100 * r.t.draw.median / r.t.frame.median);
+        std::printf("| %s | %s | %.2f | %.1f | %.2f | %.0f %% |\n", r.points, r.measured,
+                    r.t.frame.median * 1e3, 1 / r.t.frame.median, r.t.draw.median * 1e3,
+                    100 * r.t.draw.median / r.t.frame.median);
     std::printf("\n");
     Verdicts verdicts;
     verdicts.atLeast(QStringLiteral("view, 4 x 2,000 points: frames per second"), 1 / screen.frame.median, 30,

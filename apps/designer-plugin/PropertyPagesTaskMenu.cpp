@@ -24,6 +24,7 @@ PropertyPagesTaskMenuFactory::PropertyPagesTaskMenuFactory(QExtensionManager* pa
 QObject* PropertyPagesTaskMenuFactory::createExtension(QObject* object, const QString& iid,
                                                        QObject* parent) const {
     if (iid != Q_TYPEID(QDesignerTaskMenuExtension)) return nullptr;
-    if (auto* widget = qobject_cast<TavrelScopeWidget*>(object)) return new PropertyPagesTaskMenu(widget, parent);
+    if (auto* widget = qobject_cast<TavrelScopeWidget*>(object))
+        return new PropertyPagesTaskMenu(widget, parent);
     return nullptr;
 }

@@ -38,6 +38,8 @@ ControlPanel::ControlPanel(QWidget* parent) : QWidget(parent) {
         row.scale = new ScaleCombo(1e-3, 10, QStringLiteral("V"), channels);
         row.offset = new EngineeringSpinBox(QStringLiteral("V"), 0.1, channels);
         row.offset->setRange(-100, 100);
+        row.offset->setMinimumWidth(row.offset->fontMetrics().horizontalAdvance(QStringLiteral("-888 mV")) +
+                                    40);
         row.coupling = new QComboBox(channels);
         row.coupling->addItem(QStringLiteral("DC"), Tavrel_ProbeCoupling_DC);
         row.coupling->addItem(QStringLiteral("AC"), Tavrel_ProbeCoupling_AC);

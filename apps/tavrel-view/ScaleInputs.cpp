@@ -11,7 +11,8 @@ ScaleCombo::ScaleCombo(double lowest, double highest, const QString& unit, QWidg
         for (double step : {1.0, 2.0, 5.0})
             if (decade * step <= highest * 1.0001)
                 addItem(EngineeringText(decade * step, unit) + QStringLiteral("/div"), decade * step);
-    connect(this, &QComboBox::activated, this, [this](int index) { emit valuePicked(itemData(index).toDouble()); });
+    connect(this, &QComboBox::activated, this,
+            [this](int index) { emit valuePicked(itemData(index).toDouble()); });
 }
 
 double ScaleCombo::value() const {
@@ -54,7 +55,8 @@ double prefixFactor(QChar prefix) {
 }
 
 const QRegularExpression& valuePattern() {
-    static const QRegularExpression pattern(QStringLiteral(R"(^\s*([-+]?[0-9]*\.?[0-9]*(?:[eE][-+]?[0-9]+)?)\s*([pnuµmkM]?)\s*[A-Za-z]*\s*$)"));
+    static const QRegularExpression pattern(
+        QStringLiteral(R"(^\s*([-+]?[0-9]*\.?[0-9]*(?:[eE][-+]?[0-9]+)?)\s*([pnuµmkM]?)\s*[A-Za-z]*\s*$)"));
     return pattern;
 }
 

@@ -130,7 +130,8 @@ QRect ScopeDisplay::graticule(const QRect& rect) const {
     // Whole pixels per division keep the grid's lines sharp.
     const int dx = std::max(1, area.width() / kDivisionsX);
     const int dy = std::max(1, area.height() / kDivisionsY);
-    return {area.left() + (area.width() - dx * kDivisionsX) / 2, area.top(), dx * kDivisionsX, dy * kDivisionsY};
+    return {area.left() + (area.width() - dx * kDivisionsX) / 2, area.top(), dx * kDivisionsX,
+            dy * kDivisionsY};
 }
 
 double ScopeDisplay::timeAt(int x, const QRect& area) const {
@@ -138,8 +139,8 @@ double ScopeDisplay::timeAt(int x, const QRect& area) const {
 }
 
 int ScopeDisplay::xAt(double time, const QRect& area) const {
-    return area.left() +
-           static_cast<int>(std::lround((time - m_windowStart) / (m_windowEnd - m_windowStart) * area.width()));
+    return area.left() + static_cast<int>(std::lround((time - m_windowStart) / (m_windowEnd - m_windowStart) *
+                                                      area.width()));
 }
 
 void ScopeDisplay::paintEvent(QPaintEvent*) {
@@ -200,10 +201,12 @@ void ScopeDisplay::drawTrace(QPainter& painter, const QRect& area, const Channel
     const double span = m_windowEnd - m_windowStart;
     QPolygonF line;
     const SampleRange visible =
-        n > 1 ? SamplesInWindow(n, trace.first, trace.increment, m_windowStart, m_windowEnd) : SampleRange{0, n};
+        n > 1 ? SamplesInWindow(n, trace.first, trace.increment, m_windowStart, m_windowEnd)
+              : SampleRange{0, n};
     if (visible.end - visible.begin > 2 * area.width()) {
-        const QVector<ColumnSpan> spans = MinMaxColumns(trace.volts.constData(), n, trace.first, trace.increment,
-                                                        m_windowStart, m_windowEnd, area.width());
+        const QVector<ColumnSpan> spans =
+            MinMaxColumns(trace.volts.constData(), n, trace.first, trace.increment, m_windowStart,
+                          m_windowEnd, area.width());
         line.reserve(2 * spans.size());
         for (int c = 0; c < spans.size(); ++c) {
             if (spans[c].empty) continue;
@@ -273,13 +276,15 @@ void ScopeDisplay::drawMarkers(QPainter& painter, const QRect& area) const {
         painter.drawText(tag, Qt::AlignCenter, QString::number(i + 1));
     }
     // The trigger level on the right edge, for an analog source; the trigger's time on the top edge.
-    if (s.triggerSource >= Tavrel_TriggerSource_Channel1 && s.triggerSource <= Tavrel_TriggerSource_Channel4) {
+    if (s.triggerSource >= Tavrel_TriggerSource_Channel1 &&
+        s.triggerSource <= Tavrel_TriggerSource_Channel4) {
         const ChannelSettings& c = s.channels[s.triggerSource - 1];
         if (c.scale > 0) {
             const double y = area.center().y() - (s.triggerLevel - c.offset) / c.scale * perDivision;
             const int yy = static_cast<int>(std::clamp(y, double(area.top()), double(area.bottom())));
             painter.setPen(ChannelColour(s.triggerSource));
-            painter.drawText(QRect(area.right() + 2, yy - 7, kSide - 2, 14), Qt::AlignCenter, QStringLiteral("T"));
+            painter.drawText(QRect(area.right() + 2, yy - 7, kSide - 2, 14), Qt::AlignCenter,
+                             QStringLiteral("T"));
         }
     }
     const int tx = xAt(0, area);
@@ -300,7 +305,8 @@ void ScopeDisplay::drawCursors(QPainter& painter, const QRect& area) const {
         painter.setPen(QPen(kCursor, 1, Qt::DashLine));
         painter.drawLine(x, area.top(), x, area.bottom());
         painter.setPen(kCursor);
-        painter.drawText(QRect(x + 2, area.top() + 2, 20, 12), Qt::AlignLeft, QStringLiteral("C%1").arg(i + 1));
+        painter.drawText(QRect(x + 2, area.top() + 2, 20, 12), Qt::AlignLeft,
+                         QStringLiteral("C%1").arg(i + 1));
     }
 }
 
@@ -318,8 +324,8 @@ void ScopeDisplay::drawLabels(QPainter& painter, const QRect& rect, const QRect&
                  EngineeringText((m_windowStart + m_windowEnd) / 2, QStringLiteral("s")), tr("trigger"),
                  sourceText(s.triggerSource) + u' ' + slopeText(s.triggerSlope),
                  EngineeringText(s.triggerLevel, QStringLiteral("V")));
-    painter.drawText(QRect(area.left(), rect.top() + 4, area.width(), kHeader - 8), Qt::AlignLeft | Qt::AlignVCenter,
-                     header);
+    painter.drawText(QRect(area.left(), rect.top() + 4, area.width(), kHeader - 8),
+                     Qt::AlignLeft | Qt::AlignVCenter, header);
     painter.drawText(QRect(area.left(), rect.top() + 4, area.width(), kHeader - 8),
                      Qt::AlignRight | Qt::AlignVCenter, m_status);
     // One box a channel along the bottom: its scale, offset and coupling.
@@ -329,10 +335,11 @@ void ScopeDisplay::drawLabels(QPainter& painter, const QRect& rect, const QRect&
         const ChannelSettings& c = s.channels[i];
         painter.setPen(c.on ? ChannelColour(i + 1) : kGrid);
         painter.drawRect(box);
-        const QString text = QStringLiteral("%1  %2/div  %3  %4")
-                                 .arg(i + 1)
-                                 .arg(EngineeringText(c.scale, QStringLiteral("V")),
-                                      EngineeringText(c.offset, QStringLiteral("V")), couplingText(c.coupling));
+        const QString text =
+            QStringLiteral("%1  %2/div  %3  %4")
+                .arg(i + 1)
+                .arg(EngineeringText(c.scale, QStringLiteral("V")),
+                     EngineeringText(c.offset, QStringLiteral("V")), couplingText(c.coupling));
         painter.drawText(box.adjusted(4, 0, -2, 0), Qt::AlignLeft | Qt::AlignVCenter,
                          painter.fontMetrics().elidedText(text, Qt::ElideRight, box.width() - 6));
     }

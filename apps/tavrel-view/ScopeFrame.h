@@ -18,12 +18,12 @@ struct ChannelSettings {
 
 struct ScopeSettings {
     ChannelSettings channels[4];
-    double timeScale = 1e-3;   // s/div
-    double timePosition = 0;   // s from the trigger to the screen's center
+    double timeScale = 1e-3; // s/div
+    double timePosition = 0; // s from the trigger to the screen's center
     Tavrel_TriggerSource triggerSource = Tavrel_TriggerSource_Channel1;
-    double triggerLevel = 0;   // V
+    double triggerLevel = 0; // V
     Tavrel_TriggerSlope triggerSlope = Tavrel_TriggerSlope_Positive;
-    bool podOn = false;        // the logic pod D0..D7
+    bool podOn = false; // the logic pod D0..D7
 };
 
 // A record of evenly spaced samples: sample i at first + i * increment.

@@ -29,8 +29,7 @@ ScopeWorker::ScopeWorker(TavrelScope& control, QObject* parent) : QObject(parent
     qRegisterMetaType<Tavrel_TriggerSlope>();
 }
 
-template <typename Step>
-bool ScopeWorker::attempt(Step&& step) {
+template <typename Step> bool ScopeWorker::attempt(Step&& step) {
     // Reports go to the control's diagnostics from this thread too.
     SetComponentDiagnostics(&m_control.Diagnostics());
     try {
@@ -72,7 +71,8 @@ ScopeSettings ScopeWorker::readSettings() {
     ScopeSettings& s = m_settings;
     for (int i = 0; i < 4; ++i) {
         BrumelTB::AnalogChannelTavrel& channel = m_control.AnalogChannels().Item(kChannels[i]);
-        s.channels[i] = {channel.Display() == Tavrel_On, channel.Scale(), channel.Offset(), channel.Coupling()};
+        s.channels[i] = {channel.Display() == Tavrel_On, channel.Scale(), channel.Offset(),
+                         channel.Coupling()};
     }
     s.timeScale = m_control.Timebase().Scale();
     s.timePosition = m_control.Timebase().Position();
@@ -115,8 +115,9 @@ ScopeFrame ScopeWorker::acquire(RecordLength length, bool measure) {
         BrumelTB::MeasureTavrel& m = m_control.Measure();
         for (const ChannelTrace& trace : std::as_const(frame.traces)) {
             const auto channel = static_cast<Tavrel_AnalogChannels>(trace.channel);
-            frame.measurements.append({trace.channel, measured(m.Frequency(channel)), measured(m.VPP(channel)),
-                                       measured(m.VAverage(channel)), measured(m.VRMS(channel))});
+            frame.measurements.append({trace.channel, measured(m.Frequency(channel)),
+                                       measured(m.VPP(channel)), measured(m.VAverage(channel)),
+                                       measured(m.VRMS(channel))});
         }
     }
     return frame;

@@ -48,8 +48,7 @@ signals:
 
 private:
     // Runs one instrument step; a failure closes the session and is told as failed().
-    template <typename Step>
-    bool attempt(Step&& step);
+    template <typename Step> bool attempt(Step&& step);
     ScopeSettings readSettings();
     void acquireAndSend();
 

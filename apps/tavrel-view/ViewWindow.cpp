@@ -36,8 +36,9 @@ QString measurementText(double value, const QString& unit) {
 
 ViewWindow::ViewWindow(QWidget* parent)
     : QMainWindow(parent), m_controlWidget(new TavrelScopeWidget(this)), m_display(new ScopeDisplay(this)),
-      m_panel(new ControlPanel(this)), m_measurements(new QTableWidget(0, 5, this)), m_cursorReadout(new QLabel(this)),
-      m_state(new QLabel(this)), m_worker(new ScopeWorker(m_controlWidget->control())) {
+      m_panel(new ControlPanel(this)), m_measurements(new QTableWidget(0, 5, this)),
+      m_cursorReadout(new QLabel(this)), m_state(new QLabel(this)),
+      m_worker(new ScopeWorker(m_controlWidget->control())) {
     setWindowTitle(tr("Tavrel View"));
     setWindowIcon(ControlIcon());
     setCentralWidget(m_display);
@@ -54,6 +55,7 @@ ViewWindow::ViewWindow(QWidget* parent)
         m_panel->showSettings(settings);
         m_display->setSettings(settings);
         statusBar()->showMessage(tr("Connected to %1").arg(name));
+        if (std::exchange(m_autoScaleOnOpen, false)) ask([w = m_worker] { w->autoScale(); });
         if (m_running) ask([w = m_worker] { w->run(); });
     });
     connect(m_worker, &ScopeWorker::settingsRead, this, [this](const ScopeSettings& settings) {
@@ -66,19 +68,23 @@ ViewWindow::ViewWindow(QWidget* parent)
         m_state->setText(state);
         m_display->setStatusText(state);
     });
-    connect(m_worker, &ScopeWorker::screenImageSaved, this,
-            [this](const QString& file) { statusBar()->showMessage(tr("Screen image saved to %1").arg(file)); });
+    connect(m_worker, &ScopeWorker::screenImageSaved, this, [this](const QString& file) {
+        statusBar()->showMessage(tr("Screen image saved to %1").arg(file));
+    });
     connect(m_display, &ScopeDisplay::cursorsChanged, this, &ViewWindow::showCursors);
 
-    connect(m_panel, &ControlPanel::channelChanged, this,
-            [this](int channel, ChannelSettings s) { ask([w = m_worker, channel, s] { w->applyChannel(channel, s); }); });
-    connect(m_panel, &ControlPanel::timebaseChanged, this,
-            [this](double scale, double position) { ask([w = m_worker, scale, position] { w->applyTimebase(scale, position); }); });
+    connect(m_panel, &ControlPanel::channelChanged, this, [this](int channel, ChannelSettings s) {
+        ask([w = m_worker, channel, s] { w->applyChannel(channel, s); });
+    });
+    connect(m_panel, &ControlPanel::timebaseChanged, this, [this](double scale, double position) {
+        ask([w = m_worker, scale, position] { w->applyTimebase(scale, position); });
+    });
     connect(m_panel, &ControlPanel::triggerChanged, this,
             [this](Tavrel_TriggerSource source, double level, Tavrel_TriggerSlope slope) {
                 ask([w = m_worker, source, level, slope] { w->applyTrigger(source, level, slope); });
             });
-    connect(m_panel, &ControlPanel::podChanged, this, [this](bool on) { ask([w = m_worker, on] { w->applyPod(on); }); });
+    connect(m_panel, &ControlPanel::podChanged, this,
+            [this](bool on) { ask([w = m_worker, on] { w->applyPod(on); }); });
     connect(m_panel, &ControlPanel::recordLengthChanged, this,
             [this](RecordLength length) { ask([w = m_worker, length] { w->setRecordLength(length); }); });
     showCursors(m_display->cursor(0), m_display->cursor(1));
@@ -92,8 +98,7 @@ ViewWindow::~ViewWindow() {
     m_thread.wait();
 }
 
-template <typename Call>
-void ViewWindow::ask(Call&& call) {
+template <typename Call> void ViewWindow::ask(Call&& call) {
     QMetaObject::invokeMethod(m_worker, std::forward<Call>(call), Qt::QueuedConnection);
 }
 
@@ -112,16 +117,19 @@ void ViewWindow::buildMenus() {
     file->addAction(tr("&Quit"), QKeySequence::Quit, this, &QWidget::close);
 
     QMenu* instrument = menuBar()->addMenu(tr("&Instrument"));
-    instrument->addAction(tr("&Reconnect"), QKeySequence(Qt::CTRL | Qt::Key_R), this, &ViewWindow::connectAndRun);
+    instrument->addAction(tr("&Reconnect"), QKeySequence(Qt::CTRL | Qt::Key_R), this,
+                          &ViewWindow::connectAndRun);
     instrument->addAction(tr("&Disconnect"), this, [this] {
         m_running = false;
         ask([w = m_worker] { w->close(); });
     });
     instrument->addSeparator();
-    instrument->addAction(tr("&Property Pages…"), this, [this] { showPages(Tavrel_ShowPropertyPage_Default); });
+    instrument->addAction(tr("&Property Pages…"), this,
+                          [this] { showPages(Tavrel_ShowPropertyPage_Default); });
     instrument->addAction(tr("S&etups…"), this, [this] { showPages(Tavrel_ShowPropertyPage_Setups); });
     instrument->addSeparator();
-    instrument->addAction(tr("&About Tavrel Scope Control"), this, [this] { m_controlWidget->control().AboutBox(); });
+    instrument->addAction(tr("&About Tavrel Scope Control"), this,
+                          [this] { m_controlWidget->control().AboutBox(); });
 
     QMenu* language = menuBar()->addMenu(tr("&Language"));
     m_languages = new QActionGroup(this);
@@ -200,10 +208,10 @@ void ViewWindow::showFrame(const ScopeFrame& frame) {
     m_measurements->setRowCount(int(frame.measurements.size()));
     for (int row = 0; row < frame.measurements.size(); ++row) {
         const ChannelMeasurements& m = frame.measurements[row];
-        const QStringList cells = {QString::number(m.channel), measurementText(m.frequency, QStringLiteral("Hz")),
-                                   measurementText(m.vpp, QStringLiteral("V")),
-                                   measurementText(m.average, QStringLiteral("V")),
-                                   measurementText(m.rms, QStringLiteral("V"))};
+        const QStringList cells = {
+            QString::number(m.channel), measurementText(m.frequency, QStringLiteral("Hz")),
+            measurementText(m.vpp, QStringLiteral("V")), measurementText(m.average, QStringLiteral("V")),
+            measurementText(m.rms, QStringLiteral("V"))};
         for (int column = 0; column < cells.size(); ++column) {
             auto* item = new QTableWidgetItem(cells[column]);
             item->setTextAlignment(column == 0 ? Qt::AlignCenter : Qt::AlignRight | Qt::AlignVCenter);
@@ -229,10 +237,11 @@ void ViewWindow::showFailure(const QString& message) {
 
 void ViewWindow::showCursors(double t1, double t2) {
     const double dt = t2 - t1;
-    m_cursorReadout->setText(tr("C1 %1    C2 %2    Δt %3    1/Δt %4")
-                                 .arg(EngineeringText(t1, QStringLiteral("s")), EngineeringText(t2, QStringLiteral("s")),
-                                      EngineeringText(dt, QStringLiteral("s")),
-                                      dt == 0 ? QStringLiteral("—") : EngineeringText(1 / std::fabs(dt), QStringLiteral("Hz"))));
+    m_cursorReadout->setText(
+        tr("C1 %1    C2 %2    Δt %3    1/Δt %4")
+            .arg(EngineeringText(t1, QStringLiteral("s")), EngineeringText(t2, QStringLiteral("s")),
+                 EngineeringText(dt, QStringLiteral("s")),
+                 dt == 0 ? QStringLiteral("—") : EngineeringText(1 / std::fabs(dt), QStringLiteral("Hz"))));
 }
 
 bool ViewWindow::openDocument(const QString& path) {
@@ -252,7 +261,8 @@ bool ViewWindow::openDocument(const QString& path) {
 void ViewWindow::saveDocument(bool askName) {
     QString path = m_documentPath;
     if (askName || path.isEmpty())
-        path = QFileDialog::getSaveFileName(this, tr("Save Host Document"), path, tr("Host documents (*.json)"));
+        path =
+            QFileDialog::getSaveFileName(this, tr("Save Host Document"), path, tr("Host documents (*.json)"));
     if (path.isEmpty()) return;
     try {
         ControlDocument::Save(m_controlWidget->control(), path);
@@ -299,6 +309,10 @@ void ViewWindow::selectLanguage(int countryCode) {
     for (QAction* action : m_languages->actions())
         action->setChecked(action->data().toInt() == m_controlWidget->control().CountryCode());
     m_controlWidget->refreshState();
+}
+
+void ViewWindow::autoScaleOnOpen() {
+    m_autoScaleOnOpen = true;
 }
 
 void ViewWindow::screenshotAfterFirstFrame(const QString& path) {

@@ -27,6 +27,8 @@ public:
     bool openDocument(const QString& path);
     // Opens the control's address and starts running.
     void connectAndRun();
+    // The scope scales itself to its signals once the session is open (its AutoScale).
+    void autoScaleOnOpen();
     // After the first frame is drawn, saves the window as an image there and ends the application
     // (with 1 if the instrument failed first).
     void screenshotAfterFirstFrame(const QString& path);
@@ -47,8 +49,7 @@ private:
     void showPages(int page);
     void selectLanguage(int countryCode);
     void finishScreenshot(int exitCode);
-    template <typename Call>
-    void ask(Call&& call);
+    template <typename Call> void ask(Call&& call);
 
     TavrelScopeWidget* m_controlWidget;
     ScopeDisplay* m_display;
@@ -62,4 +63,5 @@ private:
     QString m_documentPath;
     QString m_screenshotPath;
     bool m_running = false;
+    bool m_autoScaleOnOpen = false;
 };

@@ -1,5 +1,6 @@
 // tavrel-view: the control on a form, and a live view of the scope it drives.
-//   tavrel-view [--sim[=BENCH.json]] [--document FILE] [--address ADDRESS] [--screenshot FILE.png]
+//   tavrel-view [--sim[=BENCH.json]] [--document FILE] [--address ADDRESS] [--autoscale]
+//               [--screenshot FILE.png]
 
 #include "ViewWindow.h"
 #include "base/TavrelError.h"
@@ -46,11 +47,15 @@ int main(int argc, char** argv) {
                                       QStringLiteral("FILE"));
     const QCommandLineOption address(QStringLiteral("address"), QStringLiteral("Instrument address to open."),
                                      QStringLiteral("ADDRESS"));
-    const QCommandLineOption screenshot(QStringLiteral("screenshot"),
-                                        QStringLiteral("Save the window as a PNG after the first acquisition, "
-                                                       "then quit."),
-                                        QStringLiteral("FILE"));
-    parser.addOptions({document, address, screenshot});
+    const QCommandLineOption screenshot(
+        QStringLiteral("screenshot"),
+        QStringLiteral("Save the window as a PNG after the first acquisition, "
+                       "then quit."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption autoScale(
+        QStringLiteral("autoscale"),
+        QStringLiteral("Let the scope scale itself to its signals on connecting."));
+    parser.addOptions({document, address, screenshot, autoScale});
     parser.process(app);
 
     try {
@@ -65,10 +70,12 @@ int main(int argc, char** argv) {
     if (parser.isSet(address)) {
         window.controlWidget().setAddress(parser.value(address));
         if (window.controlWidget().address() != parser.value(address)) {
-            std::fprintf(stderr, "tavrel-view: %s is not an instrument address\n", qPrintable(parser.value(address)));
+            std::fprintf(stderr, "tavrel-view: %s is not an instrument address\n",
+                         qPrintable(parser.value(address)));
             return 2;
         }
     }
+    if (parser.isSet(autoScale)) window.autoScaleOnOpen();
     if (parser.isSet(screenshot)) window.screenshotAfterFirstFrame(parser.value(screenshot));
     window.show();
     window.connectAndRun();

@@ -1,6 +1,5 @@
-// A host form made in the form designer (MainForm.ui): the control on it keeps its configuration in
-// the form, and double-clicking it at run time opens its property pages.
-//   tavrel-form-example [--measure]   (--measure: click Measure once, print the result and quit)
+// A host whose form (MainForm.ui) was made in the form designer with the control on it; the form
+// keeps the control's configuration. --measure clicks Measure once, prints the result and quits.
 #include "ui_MainForm.h"
 
 #include <tavrel/Widgets.h>
@@ -10,18 +9,17 @@
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    InstallPropertyPages();
+    InstallPropertyPages(); // double-click the control for its pages
     QWidget form;
     Ui::MainForm ui;
     ui.setupUi(&form);
-    // One quick query on a click; a host that acquires continuously keeps its I/O off the window's
-    // thread, as tavrel-view does.
-    QObject::connect(ui.measure, &QPushButton::clicked, [&] {
+    QObject::connect(ui.measure, &QPushButton::clicked, [&] { // one quick query: fine on the GUI thread
         try {
             TavrelScope& scope = ui.scope->control();
             if (!scope.InstrumentConnected()) scope.Initialize();
             scope.Digitize();
-            ui.result->setText(QStringLiteral("Peak to peak: %1 V").arg(scope.Measure().VPP(Tavrel_Channel_1)));
+            ui.result->setText(
+                QStringLiteral("Peak to peak: %1 V").arg(scope.Measure().VPP(Tavrel_Channel_1)));
         } catch (const TavrelError& error) {
             ui.result->setText(error.description());
         }
@@ -30,5 +28,4 @@ int main(int argc, char** argv) {
     if (!app.arguments().contains(QStringLiteral("--measure"))) return app.exec();
     ui.measure->click();
     std::puts(qPrintable(ui.result->text()));
-    return 0;
 }

@@ -59,9 +59,8 @@ void drawSeries(QPainter& painter, const PlotSeries& s, const QRect& area, Range
         // The minimum and maximum of every pixel column, joined column to column. A record's samples
         // are evenly spaced; the last one is taken in by widening the window half a sample.
         const double increment = (s.time[n - 1] - s.time[0]) / static_cast<double>(n - 1);
-        const QVector<ColumnSpan> spans =
-            MinMaxColumns(s.values.constData(), n, s.time[0], increment, x.low, x.high + increment / 2,
-                          area.width());
+        const QVector<ColumnSpan> spans = MinMaxColumns(s.values.constData(), n, s.time[0], increment, x.low,
+                                                        x.high + increment / 2, area.width());
         bool first = true;
         for (int c = 0; c < spans.size(); ++c) {
             if (spans[c].empty) continue;

@@ -21,7 +21,8 @@ QPixmap ControlIconPixmap(int size) {
     trace.moveTo(screen.left(), screen.center().y());
     for (int i = 1; i <= 4; ++i) {
         const double x = screen.left() + screen.width() * i / 4;
-        const double y = (i % 2) ? screen.top() + screen.height() * 0.25 : screen.bottom() - screen.height() * 0.25;
+        const double y =
+            (i % 2) ? screen.top() + screen.height() * 0.25 : screen.bottom() - screen.height() * 0.25;
         trace.lineTo(x - screen.width() / 8, y);
         trace.lineTo(x, screen.center().y());
     }

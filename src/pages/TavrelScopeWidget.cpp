@@ -74,8 +74,7 @@ void TavrelScopeWidget::setDocument(const QString& json) {
     emit documentChanged();
 }
 
-template <typename Set>
-void TavrelScopeWidget::change(Set&& set) {
+template <typename Set> void TavrelScopeWidget::change(Set&& set) {
     try {
         set(*m_control);
     } catch (const TavrelError& error) {
@@ -111,8 +110,10 @@ void TavrelScopeWidget::setVisible(bool visible) {
 
 QSize TavrelScopeWidget::sizeHint() const {
     const QFontMetrics metrics(font());
-    const int textWidth = std::max(metrics.horizontalAdvance(PageText(104)), metrics.horizontalAdvance(m_stateText));
-    return {kIconSize + 3 * kMargin + std::min(textWidth, 400), std::max(kIconSize, 2 * metrics.height()) + 2 * kMargin};
+    const int textWidth =
+        std::max(metrics.horizontalAdvance(PageText(104)), metrics.horizontalAdvance(m_stateText));
+    return {kIconSize + 3 * kMargin + std::min(textWidth, 400),
+            std::max(kIconSize, 2 * metrics.height()) + 2 * kMargin};
 }
 
 void TavrelScopeWidget::refreshState() {
@@ -154,7 +155,8 @@ void TavrelScopeWidget::paintEvent(QPaintEvent*) {
     painter.setFont(font());
     if (!m_designMode) painter.setPen(m_connected ? QColor(0, 130, 50) : palette().windowText().color());
     painter.drawText(QRect(left, top + boldMetrics.height() + 2, width, fontMetrics().height()),
-                     Qt::AlignLeft | Qt::AlignVCenter, fontMetrics().elidedText(second, Qt::ElideMiddle, width));
+                     Qt::AlignLeft | Qt::AlignVCenter,
+                     fontMetrics().elidedText(second, Qt::ElideMiddle, width));
 }
 
 void TavrelScopeWidget::mouseDoubleClickEvent(QMouseEvent*) {
@@ -168,51 +170,75 @@ void TavrelScopeWidget::contextMenuEvent(QContextMenuEvent* event) {
     menu.exec(event->globalPos());
 }
 
-QString TavrelScopeWidget::address() const { return m_control->Address(); }
+QString TavrelScopeWidget::address() const {
+    return m_control->Address();
+}
 void TavrelScopeWidget::setAddress(const QString& address) {
     change([&](TavrelScope& c) { c.SetAddress(address); });
 }
-int TavrelScopeWidget::countryCode() const { return m_control->CountryCode(); }
+int TavrelScopeWidget::countryCode() const {
+    return m_control->CountryCode();
+}
 void TavrelScopeWidget::setCountryCode(int code) {
     change([&](TavrelScope& c) { c.SetCountryCode(code); });
 }
-QString TavrelScopeWidget::fontName() const { return m_control->FontName(); }
+QString TavrelScopeWidget::fontName() const {
+    return m_control->FontName();
+}
 void TavrelScopeWidget::setFontName(const QString& name) {
     change([&](TavrelScope& c) { c.SetFontName(name); });
 }
-int TavrelScopeWidget::fontSize() const { return m_control->FontSize(); }
+int TavrelScopeWidget::fontSize() const {
+    return m_control->FontSize();
+}
 void TavrelScopeWidget::setFontSize(int size) {
     change([&](TavrelScope& c) { c.SetFontSize(size); });
 }
-bool TavrelScopeWidget::debugEnabled() const { return m_control->DebugEnabled(); }
+bool TavrelScopeWidget::debugEnabled() const {
+    return m_control->DebugEnabled();
+}
 void TavrelScopeWidget::setDebugEnabled(bool enabled) {
     change([&](TavrelScope& c) { c.SetDebugEnabled(enabled); });
 }
-bool TavrelScopeWidget::dtrOnly() const { return m_control->DTROnly(); }
+bool TavrelScopeWidget::dtrOnly() const {
+    return m_control->DTROnly();
+}
 void TavrelScopeWidget::setDtrOnly(bool dtrOnly) {
     change([&](TavrelScope& c) { c.SetDTROnly(dtrOnly); });
 }
-int TavrelScopeWidget::supportMessageMode() const { return m_control->SupportMessageMode(); }
+int TavrelScopeWidget::supportMessageMode() const {
+    return m_control->SupportMessageMode();
+}
 void TavrelScopeWidget::setSupportMessageMode(int mode) {
     change([&](TavrelScope& c) { c.SetSupportMessageMode(mode); });
 }
-int TavrelScopeWidget::txDelay() const { return m_control->TXDelay(); }
+int TavrelScopeWidget::txDelay() const {
+    return m_control->TXDelay();
+}
 void TavrelScopeWidget::setTxDelay(int delay) {
     change([&](TavrelScope& c) { c.SetTXDelay(delay); });
 }
-bool TavrelScopeWidget::resetOnInitialize() const { return m_control->ResetOnInitialize(); }
+bool TavrelScopeWidget::resetOnInitialize() const {
+    return m_control->ResetOnInitialize();
+}
 void TavrelScopeWidget::setResetOnInitialize(bool reset) {
     change([&](TavrelScope& c) { c.SetResetOnInitialize(reset); });
 }
-bool TavrelScopeWidget::checkIdOnInitialize() const { return m_control->CheckIDOnInitialize(); }
+bool TavrelScopeWidget::checkIdOnInitialize() const {
+    return m_control->CheckIDOnInitialize();
+}
 void TavrelScopeWidget::setCheckIdOnInitialize(bool check) {
     change([&](TavrelScope& c) { c.SetCheckIDOnInitialize(check); });
 }
-bool TavrelScopeWidget::initialSearchMode() const { return m_control->InitialSearchMode(); }
+bool TavrelScopeWidget::initialSearchMode() const {
+    return m_control->InitialSearchMode();
+}
 void TavrelScopeWidget::setInitialSearchMode(bool mode) {
     change([&](TavrelScope& c) { c.SetInitialSearchMode(mode); });
 }
-QString TavrelScopeWidget::lanInstruments() const { return m_control->LANInstruments(); }
+QString TavrelScopeWidget::lanInstruments() const {
+    return m_control->LANInstruments();
+}
 void TavrelScopeWidget::setLanInstruments(const QString& entries) {
     change([&](TavrelScope& c) { c.SetLANInstruments(entries); });
 }

@@ -96,8 +96,7 @@ protected:
 private:
     void attach();
     // Runs a setter of the control; a refused value leaves the document as it was.
-    template <typename Set>
-    void change(Set&& set);
+    template <typename Set> void change(Set&& set);
     void applyVisibility();
 
     std::unique_ptr<TavrelScope> m_ownedControl;

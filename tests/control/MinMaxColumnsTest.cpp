@@ -78,7 +78,7 @@ TEST(MinMaxColumns, DegenerateInputsGiveEmptyColumns) {
         qsizetype count;
         double increment, start, end;
         int columns;
-    } cases[] = {{0, 1, 0, 3, 10},  {3, 0, 0, 3, 10},  {3, -1, 0, 3, 10}, {3, 1, 3, 0, 10},
+    } cases[] = {{0, 1, 0, 3, 10},   {3, 0, 0, 3, 10},     {3, -1, 0, 3, 10}, {3, 1, 3, 0, 10},
                  {3, 1, 10, 20, 10}, {3, 1, -20, -10, 10}, {3, 1, 0, 3, 0}};
     for (const auto& c : cases) {
         const auto spans = MinMaxColumns(values, c.count, 0, c.increment, c.start, c.end, c.columns);
@@ -91,8 +91,8 @@ TEST(MinMaxColumns, DegenerateInputsGiveEmptyColumns) {
 TEST(BitColumns, AnEdgeAndAOneSampleGlitchShowInTheirColumn) {
     QVector<quint16> words(100000, 0);
     for (qsizetype i = 50000; i < words.size(); ++i)
-        words[i] = 0x01;   // D0 rises in the middle
-    words[70001] |= 0x80;  // D7 high for one sample
+        words[i] = 0x01;  // D0 rises in the middle
+    words[70001] |= 0x80; // D7 high for one sample
     const auto columns = BitColumns(words.constData(), words.size(), 0, 1, 0, 100000, 1000);
     EXPECT_EQ(columns[499].anyHigh & 0x01, 0);
     EXPECT_EQ(columns[500].allHigh & 0x01, 0x01);

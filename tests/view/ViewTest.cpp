@@ -112,7 +112,8 @@ TEST(ScopeWorker, SurvivesAnInstrumentThatStopsAnsweringAndReconnects) {
     sim.signal(SIGSTOP); // the instrument hangs
     ask([worker] { worker->nextFrame(); });
     ASSERT_TRUE(failures.wait(20000)) << "no failure within the session's timeout";
-    EXPECT_TRUE(failures.last().at(0).toString().contains(address)) << qPrintable(failures.last().at(0).toString());
+    EXPECT_TRUE(failures.last().at(0).toString().contains(address))
+        << qPrintable(failures.last().at(0).toString());
 
     sim.signal(SIGCONT); // and is back
     ask([worker] { worker->open(); });
@@ -127,6 +128,70 @@ TEST(ScopeWorker, SurvivesAnInstrumentThatStopsAnsweringAndReconnects) {
     QMetaObject::invokeMethod(worker, &QObject::deleteLater, Qt::QueuedConnection);
     thread.quit();
     thread.wait();
+}
+
+TEST(ScopeWorker, ThePanelsChangesReachTheScopeAndItsAnswersComeBack) {
+    qputenv("TAVREL_IO", "sim");
+    TavrelScope control;
+    control.InitProperties();
+    ScopeWorker worker(control); // on this thread: its signals arrive at once
+    QSignalSpy opened(&worker, &ScopeWorker::opened);
+    QSignalSpy settings(&worker, &ScopeWorker::settingsRead);
+    QSignalSpy frames(&worker, &ScopeWorker::frameReady);
+    QSignalSpy failures(&worker, &ScopeWorker::failed);
+    worker.open();
+    ASSERT_EQ(opened.size(), 1) << qPrintable(failures.value(0).value(0).toString());
+    const auto last = [&] { return settings.last().at(0).value<ScopeSettings>(); };
+
+    worker.applyChannel(2, {true, 0.5, -0.25, Tavrel_ProbeCoupling_AC});
+    ASSERT_FALSE(settings.isEmpty());
+    EXPECT_TRUE(last().channels[1].on);
+    EXPECT_DOUBLE_EQ(last().channels[1].scale, 0.5);
+    EXPECT_DOUBLE_EQ(last().channels[1].offset, -0.25);
+    EXPECT_EQ(last().channels[1].coupling, Tavrel_ProbeCoupling_AC);
+    worker.applyTimebase(2e-4, 1e-4);
+    EXPECT_DOUBLE_EQ(last().timeScale, 2e-4);
+    EXPECT_DOUBLE_EQ(last().timePosition, 1e-4);
+    worker.applyTrigger(Tavrel_TriggerSource_Channel2, 0.3, Tavrel_TriggerSlope_Negative);
+    EXPECT_EQ(last().triggerSource, Tavrel_TriggerSource_Channel2);
+    EXPECT_DOUBLE_EQ(last().triggerLevel, 0.3);
+    EXPECT_EQ(last().triggerSlope, Tavrel_TriggerSlope_Negative);
+    worker.applyPod(true);
+    EXPECT_TRUE(last().podOn);
+
+    // One frame: channels 1 and 2, the pod's words, a row of measurements a channel.
+    worker.single();
+    ASSERT_EQ(frames.size(), 1);
+    const ScopeFrame frame = frames.last().at(0).value<ScopeFrame>();
+    ASSERT_EQ(frame.traces.size(), 2);
+    EXPECT_EQ(frame.traces[1].channel, 2);
+    EXPECT_EQ(frame.traces[1].volts.size(), 2000);
+    EXPECT_GT(frame.traces[1].increment, 0);
+    EXPECT_EQ(frame.logic.words.size(), 2000);
+    ASSERT_EQ(frame.measurements.size(), 2);
+    EXPECT_NEAR(frame.measurements[0].frequency, 1000, 1);
+    EXPECT_TRUE(failures.isEmpty());
+
+    // A refused value is the scope's answer too: the worker says so and closes the session.
+    worker.applyChannel(1, {true, -3, 0, Tavrel_ProbeCoupling_DC});
+    ASSERT_EQ(failures.size(), 1);
+    EXPECT_TRUE(failures.last().at(0).toString().startsWith(control.Address()));
+    EXPECT_FALSE(control.InstrumentConnected());
+
+    // The display draws the pod's lines under the graticule.
+    ScopeDisplay display;
+    display.resize(900, 600);
+    display.setFrame(frame);
+    QImage image(display.size(), QImage::Format_RGB32);
+    QPainter painter(&image);
+    display.paintScope(painter, image.rect());
+    painter.end();
+    bool logicDrawn = false;
+    for (int y = image.height() - 130; y < image.height() && !logicDrawn; ++y)
+        for (int x = 0; x < image.width() && !logicDrawn; ++x)
+            logicDrawn = image.pixelColor(x, y) == QColor(0, 200, 220);
+    EXPECT_TRUE(logicDrawn);
+    if (!qEnvironmentVariableIsEmpty("TAVREL_VIEW_PNG")) image.save(qEnvironmentVariable("TAVREL_VIEW_PNG"));
 }
 
 TEST(TavrelView, ScreenshotAfterTheFirstAcquisition) {
