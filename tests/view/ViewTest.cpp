@@ -10,6 +10,9 @@
 #include <QPainter>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QTest>
+#include <QWheelEvent>
+#include <QApplication>
 #include <QTemporaryDir>
 #include <QThread>
 #include <csignal>
@@ -84,6 +87,46 @@ TEST(ScopeDisplay, ASpikeOfOneSampleInAMillionIsDrawnWhereverItIs) {
         EXPECT_TRUE(drawn) << "spike at sample " << at;
         trace.volts[at] = 0.0;
     }
+}
+
+TEST(ScopeDisplay, TheWheelZoomsDraggingPansAndTheCursorsFollowTheMouse) {
+    ScopeDisplay display;
+    display.resize(1000, 600);
+    ScopeFrame frame;
+    frame.settings.timeScale = 1e-3;
+    display.setFrame(frame); // the scope's screen: -5 ms .. 5 ms, cursors at -2 ms and 2 ms
+    EXPECT_DOUBLE_EQ(display.windowStart(), -5e-3);
+    EXPECT_DOUBLE_EQ(display.windowEnd(), 5e-3);
+
+    display.zoom(0.5, 0); // about the trigger
+    EXPECT_DOUBLE_EQ(display.windowStart(), -2.5e-3);
+    EXPECT_DOUBLE_EQ(display.windowEnd(), 2.5e-3);
+    display.pan(1e-3);
+    EXPECT_DOUBLE_EQ(display.windowStart(), -1.5e-3);
+    display.zoom(1e-12, 0); // narrower than the view goes: refused
+    EXPECT_DOUBLE_EQ(display.windowEnd() - display.windowStart(), 5e-3);
+
+    // A wheel notch toward the user zooms in about the pointer; double-click shows the screen again.
+    QWheelEvent wheel(QPointF(500, 300), display.mapToGlobal(QPointF(500, 300)), {}, {0, 120}, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&display, &wheel);
+    EXPECT_NEAR(display.windowEnd() - display.windowStart(), 4e-3, 1e-9);
+    QTest::mouseDClick(&display, Qt::LeftButton, {}, QPoint(500, 300));
+    EXPECT_DOUBLE_EQ(display.windowStart(), -5e-3);
+
+    // Dragging a cursor's line moves the cursor; dragging elsewhere pans.
+    QSignalSpy cursors(&display, &ScopeDisplay::cursorsChanged);
+    const int x1 = 18 + 3 * (964 / 10); // the graticule's left edge and three divisions in: -2 ms
+    QTest::mousePress(&display, Qt::LeftButton, {}, QPoint(x1, 300));
+    QTest::mouseMove(&display, QPoint(x1 + 96, 300));
+    QTest::mouseRelease(&display, Qt::LeftButton, {}, QPoint(x1 + 96, 300));
+    ASSERT_FALSE(cursors.isEmpty());
+    EXPECT_NEAR(display.cursor(0), -1e-3, 0.1e-3);
+    EXPECT_DOUBLE_EQ(display.cursor(1), 2e-3);
+    QTest::mousePress(&display, Qt::LeftButton, {}, QPoint(700, 300));
+    QTest::mouseMove(&display, QPoint(604, 300));
+    QTest::mouseRelease(&display, Qt::LeftButton, {}, QPoint(604, 300));
+    EXPECT_NEAR(display.windowStart(), -4e-3, 0.1e-3);
 }
 
 TEST(ScopeWorker, SurvivesAnInstrumentThatStopsAnsweringAndReconnects) {
@@ -171,6 +214,14 @@ TEST(ScopeWorker, ThePanelsChangesReachTheScopeAndItsAnswersComeBack) {
     ASSERT_EQ(frame.measurements.size(), 2);
     EXPECT_NEAR(frame.measurements[0].frequency, 1000, 1);
     EXPECT_TRUE(failures.isEmpty());
+
+    // The scope's screen image, in the format its name asks for.
+    QTemporaryDir dir;
+    const QString imagePath = dir.filePath(QStringLiteral("screen.png"));
+    QSignalSpy saved(&worker, &ScopeWorker::screenImageSaved);
+    worker.saveScreenImage(imagePath);
+    ASSERT_EQ(saved.size(), 1);
+    EXPECT_FALSE(QImage(imagePath, "PNG").isNull());
 
     // A refused value is the scope's answer too: the worker says so and closes the session.
     worker.applyChannel(1, {true, -3, 0, Tavrel_ProbeCoupling_DC});
