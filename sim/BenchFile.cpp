@@ -79,8 +79,10 @@ public:
         if (!device.contains("faults")) return f;
         const QString at = where + ".faults";
         const QJsonObject o = object(device.value("faults"), at);
-        onlyKeys(o, at, {"silent", "no_comma", "reply_delay_ms", "drop_after_bytes", "truncate_blocks"});
-        for (const char* flag : {"silent", "no_comma"}) {
+        onlyKeys(o, at,
+                 {"silent", "no_comma", "reply_delay_ms", "drop_after_bytes", "truncate_blocks",
+                  "bytes_per_second", "garbage", "no_line_end", "endless_line_bytes", "block_length_excess"});
+        for (const char* flag : {"silent", "no_comma", "garbage", "no_line_end"}) {
             if (o.contains(flag) && !o.value(flag).isBool())
                 fail(at, QString("\"%1\" must be true or false").arg(flag));
         }
@@ -89,6 +91,11 @@ public:
         f.replyDelayMs = integer(o, "reply_delay_ms", at, 0, 600000, 0);
         f.dropAfterBytes = integer(o, "drop_after_bytes", at, 0, 1 << 30, -1);
         f.truncateBlocks = integer(o, "truncate_blocks", at, 1, 1 << 30, 0);
+        f.bytesPerSecond = integer(o, "bytes_per_second", at, 1, 1 << 30, 0);
+        f.garbage = o.value("garbage").toBool();
+        f.noLineEnd = o.value("no_line_end").toBool();
+        f.endlessLineBytes = integer(o, "endless_line_bytes", at, 1, 1 << 30, 0);
+        f.blockLengthExcess = integer(o, "block_length_excess", at, 1, 1 << 20, 0);
         return f;
     }
 
@@ -200,6 +207,14 @@ private:
 
 BenchLayout BenchFile::parse(const QByteArray& json, const QString& origin) {
     return Validator(origin).bench(json);
+}
+
+SimFaults BenchFile::parseFaults(const QByteArray& json, const QString& origin) {
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        throw std::runtime_error(QString("%1: not a JSON object of faults").arg(origin).toStdString());
+    return Validator(origin).faults(QJsonObject{{"faults", document.object()}}, QStringLiteral("faults"));
 }
 
 QString BenchFile::kindName(DeviceEntry::Kind kind) {

@@ -42,6 +42,8 @@ class BenchFile {
 public:
     static BenchLayout parse(const QByteArray& json, const QString& origin);
     static QString kindName(DeviceEntry::Kind kind);
+    // A "faults" object alone (as tavrel-sim takes it on its standard input); throws as parse does.
+    static SimFaults parseFaults(const QByteArray& json, const QString& origin);
 };
 
 } // namespace tavrelsim

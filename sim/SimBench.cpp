@@ -36,7 +36,11 @@ std::shared_ptr<SimInstrument> build(const DeviceEntry& d, std::optional<SimSeri
         device = std::make_unique<SilentDevice>();
         break;
     }
-    return std::make_shared<SimInstrument>(std::move(device), d.faults, line);
+    // A bench file's truncated blocks are the scope's own (it then stops answering); the instrument
+    // truncates only when told to while it runs.
+    SimFaults instrumentFaults = d.faults;
+    instrumentFaults.truncateBlocks = 0;
+    return std::make_shared<SimInstrument>(std::move(device), instrumentFaults, line);
 }
 
 SimPlacement placement(const DeviceEntry& d) {
@@ -135,16 +139,29 @@ std::unique_ptr<SimConnection> SimBench::openLink(const SimPlacement& placement)
     return openPlaced(placement, SimConnection::Link);
 }
 
-std::unique_ptr<SimConnection> SimBench::openPlaced(const SimPlacement& placement, int bus) {
+std::shared_ptr<SimInstrument> SimBench::placed(const SimPlacement& placement) const {
     for (qsizetype i = 0; i < d->placements.size(); ++i) {
         const SimPlacement& p = d->placements.at(i);
         const bool same =
             p.bus == placement.bus &&
             (p.bus == SimPlacement::Gpib ? p.board == placement.board && p.address == placement.address
                                          : p.comPort == placement.comPort);
-        if (same) return std::make_unique<SimConnection>(d->placed.at(i), SimConnection::Bus(bus));
+        if (same) return d->placed.at(i);
     }
     return nullptr;
+}
+
+std::unique_ptr<SimConnection> SimBench::openPlaced(const SimPlacement& placement, int bus) {
+    const std::shared_ptr<SimInstrument> instrument = placed(placement);
+    if (!instrument) return nullptr;
+    return std::make_unique<SimConnection>(instrument, SimConnection::Bus(bus));
+}
+
+bool SimBench::setFaults(const SimPlacement& placement, const SimFaults& faults) {
+    const std::shared_ptr<SimInstrument> instrument = placed(placement);
+    if (!instrument) return false;
+    instrument->setFaults(faults);
+    return true;
 }
 
 } // namespace tavrelsim

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/SimEndpoint.h"
+#include "sim/SimFaults.h"
 
 #include <QList>
 #include <QString>
@@ -56,12 +57,17 @@ public:
     // it alone.
     std::unique_ptr<SimConnection> openLink(const SimPlacement& placement);
 
+    // Changes an instrument's faults while the bench runs (a test's, or tavrel-sim's standard input);
+    // false for an unknown placement.
+    bool setFaults(const SimPlacement& placement, const SimFaults& faults);
+
     // Implementation detail; defined in SimBench.cpp.
     struct Impl;
 
 private:
     SimBench();
     std::unique_ptr<SimConnection> openPlaced(const SimPlacement& placement, int bus);
+    std::shared_ptr<SimInstrument> placed(const SimPlacement& placement) const;
     std::unique_ptr<Impl> d;
 };
 

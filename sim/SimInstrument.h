@@ -52,6 +52,8 @@ public:
     void wake();
     // Device clear: pending input and output are gone.
     void clear();
+    // Changes the instrument's faults while it runs; responses queued from now on have them.
+    void setFaults(const SimFaults& faults);
 
 private:
     struct Output {
@@ -59,7 +61,13 @@ private:
         qsizetype sent = 0;
         bool complete = true;
         bool dropAfter = false;
+        int bytesPerSecond = 0; // 0: all at once at readyAt
+        qint64 endless = 0;     // made as it goes out: this many bytes of one endless line
+        qsizetype size() const { return endless > 0 ? qsizetype(endless) : bytes.size(); }
         Clock::time_point readyAt;
+        // How much of the response can have left by now, and when the next byte can.
+        qsizetype released(Clock::time_point now) const;
+        Clock::time_point nextByteAt() const;
     };
     bool hears(const SimSerialSettings* host) const { return !host || !m_line || *host == *m_line; }
     void queue(SimResponse response);
@@ -67,7 +75,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_outputChanged;
     std::unique_ptr<SimDevice> m_device;
-    const SimFaults m_faults;
+    SimFaults m_faults;
     const std::optional<SimSerialSettings> m_line;
     ScpiFramer m_input;
     std::deque<Output> m_output;

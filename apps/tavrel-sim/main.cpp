@@ -1,6 +1,7 @@
 // tavrel-sim: serves the instruments of a simulated bench over TCP and pseudo-terminals, so that
 // the control and its tools can be tried end to end without hardware.
 
+#include "FaultCommands.h"
 #include "InstrumentBridge.h"
 #include "SignalWatcher.h"
 #include "sim/SimBench.h"
@@ -130,6 +131,8 @@ int main(int argc, char** argv) {
     }
     hislip.start();
 
+    // Faults switched on and off from standard input (tests, a user at the terminal).
+    FaultCommands faultCommands(bench);
     SignalWatcher watcher;
     QObject::connect(&watcher, &SignalWatcher::terminate, &app, &QCoreApplication::quit);
     out << "ready" << Qt::endl;

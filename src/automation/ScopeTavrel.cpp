@@ -163,6 +163,24 @@ double ScopeTavrel::QueryReal(const QString& query) {
     return value;
 }
 
+void ScopeTavrel::recoverFrom(const CorvaneIOUtilsLib::IOError& failure) noexcept {
+    using CorvaneIOUtilsLib::IOError;
+    if (!m_session || failure.kind() == IOError::Unsupported || failure.kind() == IOError::BadAddress) return;
+    if (failure.kind() != IOError::Dropped) {
+        try {
+            m_session->Clear();
+            return;
+        } catch (...) {
+            // An instrument that does not even take a clear is treated as gone.
+        }
+    }
+    try {
+        m_session->Close();
+    } catch (...) {
+    }
+    m_session.reset();
+}
+
 void ScopeTavrel::raiseAfterTimeout(const QString& command) {
     // A command error voids the rest of its message, the reply included; the queue says why.
     const QString entry = IO().Query(kErrorQuery).trimmed();

@@ -4,6 +4,7 @@
 #include "automation/ServerError.h"
 #include "automation/WaveformTavrel.h"
 #include "base/Diagnostics.h"
+#include "iolib/IOError.h"
 #include "iolib/IOSession.h"
 
 #include <QByteArray>
@@ -116,11 +117,16 @@ public:
 
 private:
     [[noreturn]] void raiseAfterTimeout(const QString& command);
+    // After an I/O failure the exchange is out of step: a reply may be half read or still coming.
+    // The instrument is cleared and what has arrived is dropped, so that the next call starts
+    // afresh; a connection that went away (or will not clear) is closed, and IsOpen() says so.
+    void recoverFrom(const CorvaneIOUtilsLib::IOError& failure) noexcept;
 
     std::shared_ptr<CorvaneIOUtilsLib::IOManager> m_manager;
     std::unique_ptr<CorvaneIOUtilsLib::IOSession> m_session;
     qsizetype m_readLimit = CorvaneIOUtilsLib::IOSession::kDefaultReadLimit;
     QString m_connectionName;
+    int m_callDepth = 0;
     std::unique_ptr<UtilitiesTavrel> m_utilities;
     std::unique_ptr<AcquisitionTavrel> m_acquisition;
     std::unique_ptr<AnalogChannelsTavrel> m_analogChannels;
@@ -135,6 +141,12 @@ private:
 template <typename Body>
 decltype(auto) ScopeTavrel::Call(const char* className, const char* procedureName, Body&& body) {
     const ReportingFrame frame;
+    // The driver's own outermost call recovers, whoever reports (a control above may).
+    struct Depth {
+        int& depth;
+        explicit Depth(int& d) : depth(++d) {}
+        ~Depth() { --depth; }
+    } depth(m_callDepth);
     try {
         return std::forward<Body>(body)();
     } catch (ServerError& refusal) {
@@ -142,6 +154,11 @@ decltype(auto) ScopeTavrel::Call(const char* className, const char* procedureNam
             refusal.withDetail(QStringLiteral("the instrument at %1").arg(m_connectionName));
         if (frame.outermost())
             ReportFailure(refusal, QString::fromLatin1(className), QString::fromLatin1(procedureName));
+        throw;
+    } catch (const CorvaneIOUtilsLib::IOError& failure) {
+        if (depth.depth == 1) recoverFrom(failure);
+        if (frame.outermost())
+            ReportFailure(failure, QString::fromLatin1(className), QString::fromLatin1(procedureName));
         throw;
     } catch (const TavrelError& failure) {
         if (frame.outermost())

@@ -143,8 +143,12 @@ void CTavrelEZ::CloseConnection() {
     m_bInstrumentConnected = false;
 }
 
+bool CTavrelEZ::InstrumentConnected() const {
+    return m_bInstrumentConnected && m_server && m_server->IsOpen();
+}
+
 BrumelTB::ScopeTavrel& CTavrelEZ::Server() {
-    if (!m_server || !m_bInstrumentConnected) raiseConnectionError();
+    if (!InstrumentConnected()) raiseConnectionError();
     return *m_server;
 }
 

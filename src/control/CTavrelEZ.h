@@ -46,7 +46,8 @@ public:
 
     void Initialize();
     void CloseConnection();
-    bool InstrumentConnected() const { return m_bInstrumentConnected; }
+    // False too once the connection went away under an operation (the driver closed it).
+    bool InstrumentConnected() const;
 
     int TXDelay() const { return m_lTXDelay; }
     void SetTXDelay(int delay);
