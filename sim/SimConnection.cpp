@@ -45,6 +45,7 @@ SimReadResult SimConnection::read(qsizetype maxBytes, int timeoutMs) {
     }
     result.data = chunk.data;
     result.end = chunk.end;
+    result.clears = chunk.clears;
     if (chunk.dropped) {
         // Like a socket: what arrived before the drop is delivered first, the loss on the next read.
         m_dropped = true;
@@ -59,6 +60,10 @@ void SimConnection::close() {
     m_dropped = true;
     if (m_talking.exchange(false)) m_instrument->claimOutput(false);
     m_instrument->wake();
+}
+
+quint64 SimConnection::clears() const {
+    return m_instrument->clears();
 }
 
 void SimConnection::clear() {

@@ -26,6 +26,8 @@ public:
     void write(const QByteArray& bytes) override;
     SimReadResult read(qsizetype maxBytes, int timeoutMs) override;
     void clear() override;
+    // The instrument's count of device clears (see SimReadResult::clears).
+    quint64 clears() const;
     void setSerialSettings(const SimSerialSettings& settings) override;
     SimSerialSettings serialSettings() const;
     // Ends the connection from our side: a read blocked in another thread returns at once, and

@@ -21,6 +21,7 @@ struct SimReadResult {
     QByteArray data;
     bool end = false; // the last byte carries the bus's END (GPIB EOI)
     Status status = Ok;
+    quint64 clears = 0; // how many device clears the instrument had when the data left it
 };
 
 // One end of a connection to a simulated instrument, as a bus delivers bytes. Only bytes cross it:

@@ -13,13 +13,8 @@ QString SimInstrument::model() const {
 void SimInstrument::receive(const QByteArray& bytes, bool end, const SimSerialSettings* host) {
     std::lock_guard lock(m_mutex);
     if (!hears(host)) return; // framing and parity errors: nothing the parser could use
-    for (const QByteArray& message : m_input.feed(bytes, end)) {
-        // A new message while a response is still unread interrupts it (IEEE 488.2): the response is
-        // lost, so that a late answer never passes for the reply to the next query.
-        const bool interrupted = !m_output.empty();
-        if (interrupted) m_output.clear();
-        queue(m_device->execute(message, interrupted));
-    }
+    for (const QByteArray& message : m_input.feed(bytes, end))
+        queue(m_device->execute(message, !m_output.empty()));
     for (int dropped = m_input.takeOverflows(); dropped > 0; --dropped)
         m_device->overflowed();
 }
@@ -62,6 +57,11 @@ qsizetype SimInstrument::Output::released(Clock::time_point now) const {
     if (bytesPerSecond <= 0) return size();
     const double seconds = std::chrono::duration<double>(now - readyAt).count();
     return std::min<qsizetype>(size(), 1 + qsizetype(seconds * bytesPerSecond));
+}
+
+bool SimInstrument::Output::ready(Clock::time_point now) const {
+    // An empty response (a drop at its first byte) is ready too: what it carries is the drop.
+    return now >= readyAt && (released(now) > sent || sent >= size());
 }
 
 SimInstrument::Clock::time_point SimInstrument::Output::nextByteAt() const {
@@ -109,6 +109,7 @@ SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool
     std::unique_lock lock(m_mutex);
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(std::max(timeoutMs, 0));
     Chunk chunk;
+    chunk.clears = m_clears;
     while (true) {
         if (gone && *gone) {
             chunk.timedOut = true;
@@ -118,7 +119,7 @@ SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool
         Clock::time_point wake = deadline;
         if (hears(host) && (talker || m_claims == 0) && !m_output.empty()) {
             const Output& front = m_output.front();
-            if (front.released(now) > front.sent) break;
+            if (front.ready(now)) break;
             wake = std::min(wake, std::max(front.nextByteAt(), now + std::chrono::milliseconds(1)));
         }
         if (now >= deadline) {
@@ -128,8 +129,8 @@ SimInstrument::Chunk SimInstrument::send(qsizetype maxBytes, int timeoutMs, bool
         m_outputChanged.wait_until(lock, wake);
     }
     const Clock::time_point now = Clock::now();
-    while (!m_output.empty() && chunk.data.size() < maxBytes &&
-           m_output.front().released(now) > m_output.front().sent) {
+    chunk.clears = m_clears;
+    while (!m_output.empty() && chunk.data.size() < maxBytes && m_output.front().ready(now)) {
         Output& out = m_output.front();
         const qsizetype take = std::min(maxBytes - chunk.data.size(), out.released(now) - out.sent);
         if (out.endless > 0)
@@ -168,8 +169,14 @@ void SimInstrument::wake() {
     m_outputChanged.notify_all();
 }
 
+quint64 SimInstrument::clears() const {
+    std::lock_guard lock(m_mutex);
+    return m_clears;
+}
+
 void SimInstrument::clear() {
     std::lock_guard lock(m_mutex);
+    ++m_clears;
     m_input.reset();
     m_output.clear();
     m_outputChanged.notify_all();

@@ -38,6 +38,7 @@ public:
         bool end = false;     // the last byte ended a complete response message
         bool dropped = false; // the connection went away after these bytes
         bool timedOut = false;
+        quint64 clears = 0; // see clears()
     };
     // Waits up to timeoutMs for readable output. toMessageEnd: stop at the end of a response
     // message (GPIB reads end at END). The host settings rule applies as for receive.
@@ -52,6 +53,8 @@ public:
     void wake();
     // Device clear: pending input and output are gone.
     void clear();
+    // How many device clears there have been: output taken before the last one is stale.
+    quint64 clears() const;
     // Changes the instrument's faults while it runs; responses queued from now on have them.
     void setFaults(const SimFaults& faults);
 
@@ -67,6 +70,7 @@ private:
         Clock::time_point readyAt;
         // How much of the response can have left by now, and when the next byte can.
         qsizetype released(Clock::time_point now) const;
+        bool ready(Clock::time_point now) const;
         Clock::time_point nextByteAt() const;
     };
     bool hears(const SimSerialSettings* host) const { return !host || !m_line || *host == *m_line; }
@@ -80,6 +84,7 @@ private:
     ScpiFramer m_input;
     std::deque<Output> m_output;
     int m_claims = 0;
+    quint64 m_clears = 0;
 };
 
 } // namespace tavrelsim

@@ -74,6 +74,7 @@ void InstrumentBridge::acceptClient() {
         m_client = next;
         m_clientEndpoint = m_bench->openSocket(*m_placement);
         m_clientEndpoint->clear(); // a new connection starts with empty buffers
+        m_connectionClears = m_clientEndpoint->clears();
         log("client connected");
         connect(next, &QTcpSocket::readyRead, this, [this, next] {
             m_route = Tcp;
@@ -81,6 +82,11 @@ void InstrumentBridge::acceptClient() {
         });
         connect(next, &QTcpSocket::disconnected, this, [this, next] {
             log("client disconnected");
+            if (m_client == next) {
+                // What the instrument had for this connection goes with it.
+                m_clientEndpoint->clear();
+                m_connectionClears = m_clientEndpoint->clears();
+            }
             if (m_client == next && m_route == Tcp) m_route = None;
             next->deleteLater();
         });
@@ -134,7 +140,7 @@ void InstrumentBridge::pump() {
         // instead of one event-loop round per small chunk.
         const SimReadResult r = reader->read(16 << 20, 1000);
         const bool dropped = r.status == SimReadResult::Dropped && !m_stop;
-        if (!r.data.isEmpty() || dropped) deliver(r.data, dropped);
+        if (!r.data.isEmpty() || dropped) deliver(r.data, dropped, r.clears);
         if (dropped) {
             std::lock_guard lock(m_mutex);
             if (!m_stop) m_reader = m_bench->openSocket(*m_placement);
@@ -142,14 +148,14 @@ void InstrumentBridge::pump() {
     }
 }
 
-void InstrumentBridge::deliver(const QByteArray& bytes, bool dropped) {
+void InstrumentBridge::deliver(const QByteArray& bytes, bool dropped, quint64 clears) {
     if (m_route == Pty) {
         // A serial line cannot hang up: after a drop fault the host just sees the reply stop.
         if (m_pty.hostSettings() == m_placement->serial) m_pty.writeAll(bytes, m_stop);
         return;
     }
-    QMetaObject::invokeMethod(this, [this, bytes, dropped] {
-        if (!m_client) return;
+    QMetaObject::invokeMethod(this, [this, bytes, dropped, clears] {
+        if (!m_client || (!dropped && clears < m_connectionClears)) return;
         m_client->write(bytes);
         if (dropped) {
             log("connection dropped (fault)");

@@ -48,7 +48,7 @@ private:
     void acceptClient();
     void readPty();
     void pump();
-    void deliver(const QByteArray& bytes, bool dropped);
+    void deliver(const QByteArray& bytes, bool dropped, quint64 clears);
     void log(const QString& text) const;
 
     std::shared_ptr<tavrelsim::SimBench> m_bench;
@@ -58,7 +58,7 @@ private:
 
     QTcpServer* m_server = nullptr;
     QPointer<QTcpSocket> m_client;
-    std::shared_ptr<tavrelsim::SimEndpoint> m_clientEndpoint; // what the TCP client writes through
+    std::shared_ptr<tavrelsim::SimConnection> m_clientEndpoint; // what the TCP client writes through
     PtyPort m_pty;
     QSocketNotifier* m_ptyNotifier = nullptr;
     std::unique_ptr<tavrelsim::SimEndpoint> m_serialEndpoint; // what the pty host writes through
@@ -70,5 +70,8 @@ private:
     std::mutex m_mutex; // guards m_reader
     std::shared_ptr<tavrelsim::SimConnection> m_reader;
     std::atomic<bool> m_stop{false};
+    // The instrument's device clears when the current TCP connection began: output taken before
+    // that was meant for an earlier connection and is never delivered to this one.
+    std::atomic<quint64> m_connectionClears{0};
     std::thread m_thread;
 };

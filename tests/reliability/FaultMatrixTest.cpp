@@ -134,6 +134,8 @@ QList<Operation> operations() {
          true},
         {"instrument test",
          [](TavrelScope& c, const QString& address) {
+             // The Set I/O page's test, as a user runs it before connecting: its own session.
+             c.CloseConnection();
              CQueryInstrument query;
              query.IOConfigurationChanged(0, c.IOConfigurationControl(), c.IOManager());
              QString reply;

@@ -25,7 +25,14 @@ constexpr int kNoSignal = 0;
 } // namespace
 
 LanTransport::LanTransport(const QString& host, quint16 port, QString resource, int connectTimeoutMs)
-    : m_socket(std::make_unique<QTcpSocket>()), m_resource(std::move(resource)) {
+    : m_host(host), m_port(port), m_resource(std::move(resource)) {
+    connectTo(connectTimeoutMs);
+}
+
+void LanTransport::connectTo(int connectTimeoutMs) {
+    const QString& host = m_host;
+    const quint16 port = m_port;
+    m_socket = std::make_unique<QTcpSocket>();
     m_socket->connectToHost(host, port);
     if (!m_socket->waitForConnected(connectTimeoutMs)) {
         const auto error = m_socket->error();
@@ -196,9 +203,9 @@ ReadCount LanTransport::readInto(char* out, qsizetype maxBytes, int timeoutMs) {
     return {chunk.data.size(), false, chunk.status};
 }
 
-void LanTransport::clear(int) {
-    // A raw socket has no device clear; what the instrument sent before is dropped.
-    m_socket->readAll();
+void LanTransport::clear(int timeoutMs) {
+    close();
+    connectTo(std::max(timeoutMs, 1));
 }
 
 void LanTransport::close() {

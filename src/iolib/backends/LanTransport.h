@@ -21,16 +21,21 @@ public:
     ReadChunk read(qsizetype maxBytes, int timeoutMs) override;
     ReadCount readInto(char* out, qsizetype maxBytes, int timeoutMs) override;
     bool hasEnd() const override { return false; }
+    // A raw socket has no device clear: bytes of an abandoned reply may still be on their way. The
+    // connection is made anew, which also tells the instrument to drop what it had for the old one.
     void clear(int timeoutMs) override;
     void close() override;
 
 private:
+    void connectTo(int timeoutMs);
     enum class Direct { Ready, Timeout, Unavailable };
     Direct waitDirect(int timeoutMs, qsizetype& available);
     qsizetype receive(char* out, qsizetype maxBytes);
     ReadChunk readBuffered(qsizetype maxBytes, int timeoutMs);
 
     std::unique_ptr<QTcpSocket> m_socket;
+    QString m_host;
+    quint16 m_port = 0;
     QString m_resource;
 };
 
