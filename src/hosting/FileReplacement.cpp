@@ -75,9 +75,14 @@ QString Replace(const QString& path, const QByteArray& content) {
     int error = 0;
     const char* step = "cannot be written";
     bool ok = writeAll(fd, content, error);
-    // The new file keeps the old file's permissions.
+    // The new file keeps the old file's owner, where we may give it (root may; anyone may keep a
+    // group they belong to), and its permissions.
     struct stat old {};
-    if (ok && ::stat(nativeTarget.constData(), &old) == 0 && ::fchmod(fd, old.st_mode & 07777) != 0) {
+    const bool existed = ::stat(nativeTarget.constData(), &old) == 0;
+    if (ok && existed && ::fchown(fd, old.st_uid, old.st_gid) != 0 && ::fchown(fd, -1, old.st_gid) != 0) {
+        // Neither is ours to give: the file becomes ours, as any new file would.
+    }
+    if (ok && existed && ::fchmod(fd, old.st_mode & 07777) != 0) {
         error = errno;
         ok = false;
     }
