@@ -86,6 +86,11 @@ void ScopeDisplay::setStatusText(const QString& text) {
     update();
 }
 
+void ScopeDisplay::setBanner(const QString& text) {
+    m_banner = text;
+    update();
+}
+
 void ScopeDisplay::showScopeScreen() {
     const double half = kDivisionsX / 2.0 * m_frame.settings.timeScale;
     m_windowStart = m_frame.settings.timePosition - half;
@@ -162,6 +167,21 @@ void ScopeDisplay::paintScope(QPainter& painter, const QRect& rect) const {
     drawMarkers(painter, area);
     drawCursors(painter, area);
     drawLabels(painter, rect, area);
+    if (!m_banner.isEmpty()) drawBanner(painter, area);
+}
+
+void ScopeDisplay::drawBanner(QPainter& painter, const QRect& area) const {
+    QFont font = painter.font();
+    font.setPixelSize(15);
+    font.setBold(true);
+    painter.setFont(font);
+    const QRect box =
+        area.adjusted(area.width() / 8, area.height() / 3, -area.width() / 8, -area.height() / 3);
+    painter.fillRect(box, QColor(60, 20, 20, 230));
+    painter.setPen(QColor(255, 120, 100));
+    painter.drawRect(box);
+    painter.setPen(kText);
+    painter.drawText(box.adjusted(12, 8, -12, -8), Qt::AlignCenter | Qt::TextWordWrap, m_banner);
 }
 
 void ScopeDisplay::drawGraticule(QPainter& painter, const QRect& area) const {

@@ -18,6 +18,8 @@ public:
     void setFrame(const ScopeFrame& frame);
     void setSettings(const ScopeSettings& settings);
     void setStatusText(const QString& text);
+    // A message across the screen's middle (the instrument stopped answering); empty: none.
+    void setBanner(const QString& text);
     const ScopeFrame& frame() const { return m_frame; }
 
     // Paints the whole screen into any painter: the widget's, or an image's.
@@ -57,10 +59,12 @@ private:
     void drawMarkers(QPainter& painter, const QRect& area) const;
     void drawCursors(QPainter& painter, const QRect& area) const;
     void drawLabels(QPainter& painter, const QRect& rect, const QRect& area) const;
+    void drawBanner(QPainter& painter, const QRect& area) const;
     void emitWindow();
 
     ScopeFrame m_frame;
     QString m_status;
+    QString m_banner;
     double m_windowStart = -5e-3;
     double m_windowEnd = 5e-3;
     double m_cursors[2] = {-2e-3, 2e-3};

@@ -36,8 +36,11 @@ template <typename Step> bool ScopeWorker::attempt(Step&& step) {
         step();
         return true;
     } catch (const TavrelError& error) {
-        QString message = QStringLiteral("%1: %2").arg(m_control.Address(), error.description());
+        // The text names the instrument; the address goes first when it does not already.
+        QString message = error.description();
         if (!error.detail().isEmpty()) message += u' ' + error.detail();
+        if (!message.startsWith(m_control.Address()))
+            message = m_control.Address() + QStringLiteral(": ") + message;
         m_mode = Mode::Stopped;
         m_frameInFlight = false;
         m_open = false;

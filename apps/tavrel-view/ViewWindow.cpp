@@ -50,8 +50,12 @@ ViewWindow::ViewWindow(QWidget* parent)
     buildToolBar();
     buildDocks();
     statusBar()->addPermanentWidget(m_state);
+    m_state->setMinimumWidth(m_state->fontMetrics().horizontalAdvance(tr("Not connected")) + 12);
+    m_panel->setEnabled(false); // until the scope's settings are known
 
     connect(m_worker, &ScopeWorker::opened, this, [this](const QString& name, const ScopeSettings& settings) {
+        m_panel->setEnabled(true);
+        m_display->setBanner({});
         m_panel->showSettings(settings);
         m_display->setSettings(settings);
         statusBar()->showMessage(tr("Connected to %1").arg(name));
@@ -229,7 +233,10 @@ void ViewWindow::showFrame(const ScopeFrame& frame) {
 
 void ViewWindow::showFailure(const QString& message) {
     m_state->setText(tr("Not connected"));
-    m_display->setStatusText(tr("No instrument — Instrument ▸ Reconnect"));
+    m_panel->setEnabled(false);
+    m_display->setStatusText(tr("Not connected"));
+    m_display->setBanner(message + QStringLiteral("\n\n") +
+                         tr("Instrument ▸ Reconnect (Ctrl+R) tries again."));
     statusBar()->showMessage(message);
     emit instrumentFailed(message);
     if (!m_screenshotPath.isEmpty()) finishScreenshot(1);
