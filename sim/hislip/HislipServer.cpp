@@ -300,9 +300,13 @@ void HislipServer::serveSync(const std::shared_ptr<Session>& session, int fd) {
             break;
         case DeviceClearComplete:
             if (!skip(fd, header.length)) return;
-            session->instrument->clear();
             pending.clear();
-            if (!session->send(message(DeviceClearAcknowledge, header.control, 0))) return;
+            {
+                // The clear and its answer go together: no response taken before it follows the answer.
+                std::lock_guard lock(session->sendMutex);
+                session->instrument->clear();
+                if (!sendAll(session->syncFd, message(DeviceClearAcknowledge, header.control, 0))) return;
+            }
             break;
         default:
             if (!skip(fd, header.length)) return;
@@ -318,7 +322,10 @@ void HislipServer::push(const std::shared_ptr<Session>& session) {
         const SimReadResult r = session->instrument->read(64 * 1024, 100);
         if (r.status == SimReadResult::Dropped) break;
         if (r.data.isEmpty() && !r.end) continue;
-        if (!session->send(message(r.end ? DataEnd : Data, 0, session->lastMessageId, r.data))) break;
+        std::lock_guard lock(session->sendMutex);
+        if (r.clears < session->instrument->clears()) continue; // meant for before a device clear
+        if (!sendAll(session->syncFd, message(r.end ? DataEnd : Data, 0, session->lastMessageId, r.data)))
+            break;
     }
     session->ended = true;
     ::shutdown(session->syncFd, SHUT_RDWR); // the instrument went away: so does its session
