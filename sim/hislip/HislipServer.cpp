@@ -110,6 +110,7 @@ struct HislipServer::Channel {
 struct HislipServer::Session {
     quint16 id = 0;
     std::shared_ptr<SimConnection> instrument;
+    QString subAddress;
     int syncFd = -1;
     std::mutex sendMutex; // the synchronous channel carries the pusher's responses and the clear's answer
     std::atomic<quint32> lastMessageId{0xFFFFFF00u};
@@ -239,9 +240,18 @@ void HislipServer::serve(const std::shared_ptr<Channel>& channel) {
                 auto session = std::make_shared<Session>();
                 session->id = m_nextSession++;
                 session->instrument = std::move(instrument);
+                session->subAddress = QString::fromLatin1(payload).toLower();
                 session->syncFd = fd;
                 {
                     std::lock_guard lock(m_mutex);
+                    // The newest session of an instrument wins, as when a host reconnects: an older
+                    // one's pusher would otherwise take the responses meant for the new one.
+                    for (const auto& s : m_sessions) {
+                        if (s->ended || s->subAddress != session->subAddress) continue;
+                        s->ended = true;
+                        s->instrument->close();
+                        ::shutdown(s->syncFd, SHUT_RDWR);
+                    }
                     m_sessions.push_back(session);
                 }
                 if (sendAll(fd, message(InitializeResponse, 0, kServerVersion | session->id))) {

@@ -285,9 +285,10 @@ TEST_P(FaultMatrix, EveryOperationEndsCleanlyAndTheNextCallWorks) {
         }
         table += u'\n';
     }
-    if (!kAddressSanitizer)
+    if (!kAddressSanitizer) {
         EXPECT_LE(memoryMost - memoryBefore, kMemoryBoundKiB)
             << "memory grew by " << (memoryMost - memoryBefore) << " KiB";
+    }
     table += QStringLiteral("\nMemory: %1 MiB more at most than before the first fault.\n")
                  .arg((memoryMost - memoryBefore) / 1024.0, 0, 'f', 1);
     SetMessageBoxHandler(nullptr);
