@@ -54,8 +54,54 @@ void Vxi11Client::close() {
     m_stream.close();
 }
 
-bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs) {
+Vxi11Client::Record Vxi11Client::readRecord(const Receive& receive, QByteArray& record, qsizetype limit,
+                                            qsizetype& announced) {
     record.clear();
+    for (bool last = false; !last;) {
+        unsigned char mark[4];
+        if (!receive(reinterpret_cast<char*>(mark), 4)) return Record::Nothing;
+        const quint32 word =
+            quint32(mark[0]) << 24 | quint32(mark[1]) << 16 | quint32(mark[2]) << 8 | mark[3];
+        last = word & kLastFragment;
+        const qsizetype length = word & ~kLastFragment;
+        // The announced length is checked before anything is taken for it.
+        if (length > limit - record.size()) {
+            announced = record.size() + length;
+            return Record::TooLarge;
+        }
+        const qsizetype at = record.size();
+        record.resize(at + length);
+        if (!receive(record.data() + at, length)) return Record::Nothing;
+    }
+    return Record::Whole;
+}
+
+Vxi11Client::Reply Vxi11Client::decodeReply(const QByteArray& record, quint32 xid, const Codec& results,
+                                            quint32& acceptStatus) {
+    XDR in;
+    // Decoding only reads: the record is not written through the pointer.
+    xdrmem_create(&in, const_cast<char*>(record.constData()), static_cast<u_int>(record.size()), XDR_DECODE);
+    u_int replyXid = 0, direction = 0, replyStatus = 0, flavor = 0, verifierLength = 0, status = 0;
+    const auto decode = [&] {
+        if (!xdr_u_int(&in, &replyXid) || !xdr_u_int(&in, &direction) || direction != REPLY)
+            return Reply::Malformed;
+        if (replyXid != xid) return Reply::Stale;
+        if (!xdr_u_int(&in, &replyStatus)) return Reply::Malformed;
+        if (replyStatus != MSG_ACCEPTED) return Reply::Refused;
+        // The verifier is skipped, its length bounded as the protocol bounds it.
+        if (!xdr_u_int(&in, &flavor) || !xdr_u_int(&in, &verifierLength) || verifierLength > MAX_AUTH_BYTES ||
+            !xdr_setpos(&in, xdr_getpos(&in) + ((verifierLength + 3) & ~3u)) || !xdr_u_int(&in, &status))
+            return Reply::Malformed;
+        acceptStatus = status;
+        if (status != SUCCESS) return Reply::Failed;
+        return !results || results(&in) ? Reply::Success : Reply::Malformed;
+    };
+    const Reply reply = decode();
+    xdr_destroy(&in);
+    return reply;
+}
+
+bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs) {
     QDeadlineTimer deadline(timeoutMs);
     const QDeadlineTimer total(qint64(timeoutMs) * kTotalTimeFactor);
     bool started = false;
@@ -86,29 +132,22 @@ bool Vxi11Client::receiveRecord(QByteArray& record, qsizetype limit, int timeout
         }
         return true;
     };
-    for (bool last = false; !last;) {
-        unsigned char mark[4];
-        if (!receive(reinterpret_cast<char*>(mark), 4)) return false;
-        const quint32 word =
-            quint32(mark[0]) << 24 | quint32(mark[1]) << 16 | quint32(mark[2]) << 8 | mark[3];
-        last = word & kLastFragment;
-        const qsizetype length = word & ~kLastFragment;
-        // The announced length is checked before anything is taken for it.
-        if (length > limit - record.size()) {
-            close();
-            throw IOError(
-                IOError::TooLarge,
-                QStringLiteral("%1: %2 at %3 announced a reply of more than %4 bytes, %5 at most were "
-                               "expected")
-                    .arg(m_stream.resource(), m_stream.what(), m_stream.where())
-                    .arg(record.size() + length)
-                    .arg(limit));
-        }
-        const qsizetype at = record.size();
-        record.resize(at + length);
-        receive(record.data() + at, length);
+    qsizetype announced = 0;
+    switch (readRecord(receive, record, limit, announced)) {
+    case Record::Whole:
+        return true;
+    case Record::Nothing:
+        return false;
+    case Record::TooLarge:
+        break;
     }
-    return true;
+    close();
+    throw IOError(IOError::TooLarge,
+                  QStringLiteral("%1: %2 at %3 announced a reply of more than %4 bytes, %5 at most were "
+                                 "expected")
+                      .arg(m_stream.resource(), m_stream.what(), m_stream.where())
+                      .arg(announced)
+                      .arg(limit));
 }
 
 void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, const Codec& args,
@@ -147,26 +186,15 @@ void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, cons
             throw IOError(IOError::Timeout, QStringLiteral("%1: %2 at %3 did not reply within %4 ms")
                                                 .arg(m_stream.resource(), m_stream.what(), m_stream.where())
                                                 .arg(timeoutMs));
-        XDR in;
-        xdrmem_create(&in, reply.data(), static_cast<u_int>(reply.size()), XDR_DECODE);
-        u_int replyXid = 0, direction = 0, replyStatus = 0, flavor = 0, verifierLength = 0, acceptStatus = 0;
-        bool ok = xdr_u_int(&in, &replyXid) && xdr_u_int(&in, &direction);
-        if (ok && direction == REPLY && replyXid != xid && stale < kStaleRepliesTolerated) {
-            xdr_destroy(&in);
+        quint32 acceptStatus = 0;
+        const Reply decoded = decodeReply(reply, xid, results, acceptStatus);
+        if (decoded == Reply::Success) return;
+        if (decoded == Reply::Stale && stale < kStaleRepliesTolerated)
             continue; // the late answer to a call that timed out
-        }
-        const bool header = ok && direction == REPLY && replyXid == xid && xdr_u_int(&in, &replyStatus);
-        const bool accepted = header && replyStatus == MSG_ACCEPTED && xdr_u_int(&in, &flavor) &&
-                              xdr_u_int(&in, &verifierLength) && verifierLength <= MAX_AUTH_BYTES &&
-                              xdr_setpos(&in, xdr_getpos(&in) + ((verifierLength + 3) & ~3u)) &&
-                              xdr_u_int(&in, &acceptStatus);
-        const bool decoded = accepted && acceptStatus == SUCCESS && (!results || results(&in));
-        xdr_destroy(&in);
-        if (decoded) return;
         QString why = QStringLiteral("a malformed reply");
-        if (header && replyStatus != MSG_ACCEPTED)
+        if (decoded == Reply::Refused)
             why = QStringLiteral("a refusal of the call");
-        else if (accepted && acceptStatus != SUCCESS)
+        else if (decoded == Reply::Failed)
             why = QStringLiteral("an error (accept status %1) to procedure %2 of program %3")
                       .arg(acceptStatus)
                       .arg(procedure)

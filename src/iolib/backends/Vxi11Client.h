@@ -41,6 +41,29 @@ public:
     static quint16 lookupPort(const QString& host, quint16 portmapperPort, quint32 program, quint32 version,
                               const QString& resource, int timeoutMs);
 
+    // What the server's bytes are made into, apart from the socket they come from.
+
+    // Fills exactly count bytes and returns true, or returns false when nothing came; once part of a
+    // record is in, it throws rather than return false.
+    using Receive = std::function<bool(char* out, qsizetype count)>;
+    enum class Record { Whole, Nothing, TooLarge };
+    // Reads one record of record marking (fragments, each after a 4-byte mark whose top bit says it
+    // is the last) through receive. TooLarge, with announced set, as soon as a mark would take the
+    // record past limit, before anything is taken for it.
+    static Record readRecord(const Receive& receive, QByteArray& record, qsizetype limit,
+                             qsizetype& announced);
+
+    enum class Reply {
+        Success,   // accepted and successful, and results took the rest
+        Stale,     // a reply to another call
+        Malformed, // not a reply, cut short, or results refused what followed the header
+        Refused,   // the server denied the call (rejected: RPC version or authentication)
+        Failed,    // accepted with an error: acceptStatus says which
+    };
+    // Decodes the record of a reply to the call xid, then its results.
+    static Reply decodeReply(const QByteArray& record, quint32 xid, const Codec& results,
+                             quint32& acceptStatus);
+
 private:
     // Reads one whole record; false when the deadline passed first.
     bool receiveRecord(QByteArray& record, qsizetype limit, int timeoutMs);

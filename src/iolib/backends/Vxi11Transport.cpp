@@ -163,12 +163,23 @@ void Vxi11Transport::write(const QByteArray& bytes, int timeoutMs) {
     } while (sent < bytes.size());
 }
 
+bool Vxi11Transport::decodeReadResults(XDR* x, quint32 requested, ReadResults& results,
+                                       const std::function<char*(qsizetype)>& target) {
+    u_int error = 0, reason = 0, length = 0;
+    // The data's length is checked against what was asked for before it is stored.
+    if (!xdr_u_int(x, &error) || !xdr_u_int(x, &reason) || !xdr_u_int(x, &length) || length > requested)
+        return false;
+    results = {error, reason, length};
+    char* out = length > 0 ? target(length) : nullptr;
+    return length == 0 || (out && xdr_opaque(x, out, length));
+}
+
 ReadCount Vxi11Transport::readCall(qsizetype maxBytes, int timeoutMs,
                                    const std::function<char*(qsizetype)>& target) {
     const qsizetype request = std::clamp<qsizetype>(maxBytes, 1, kMaxRead);
     u_int link = m_link, requestSize = static_cast<u_int>(request), ioTimeout = timeoutArg(timeoutMs);
     u_int lockTimeout = ioTimeout, flags = kWaitLock, termChar = 0;
-    u_int error = 0, reason = 0, length = 0;
+    ReadResults results;
     try {
         m_client->call(
             kCoreProgram, kCoreVersion, DeviceRead,
@@ -176,15 +187,7 @@ ReadCount Vxi11Transport::readCall(qsizetype maxBytes, int timeoutMs,
                 return xdr_u_int(x, &link) && xdr_u_int(x, &requestSize) && xdr_u_int(x, &ioTimeout) &&
                        xdr_u_int(x, &lockTimeout) && xdr_u_int(x, &flags) && xdr_u_int(x, &termChar);
             },
-            24,
-            [&](XDR* x) {
-                // The data's length is checked against what was asked for before it is stored.
-                if (!xdr_u_int(x, &error) || !xdr_u_int(x, &reason) || !xdr_u_int(x, &length) ||
-                    length > requestSize)
-                    return false;
-                char* out = length > 0 ? target(length) : nullptr;
-                return length == 0 || (out && xdr_opaque(x, out, length));
-            },
+            24, [&](XDR* x) { return decodeReadResults(x, requestSize, results, target); },
             kReadReplyBytes + request + 4, callTimeout(timeoutMs));
     } catch (const IOError& e) {
         // A connection that went away or a reply that did not come are what a read reports itself.
@@ -192,11 +195,12 @@ ReadCount Vxi11Transport::readCall(qsizetype maxBytes, int timeoutMs,
         if (e.kind() == IOError::Timeout && m_client->connected()) return {0, false, ReadChunk::Timeout};
         throw;
     }
-    ReadCount result{static_cast<qsizetype>(length), length > 0 && (reason & kReasonEnd), ReadChunk::Ok};
-    if (error == IoTimeout || error == DeviceLocked)
+    ReadCount result{static_cast<qsizetype>(results.length),
+                     results.length > 0 && (results.reason & kReasonEnd), ReadChunk::Ok};
+    if (results.error == IoTimeout || results.error == DeviceLocked)
         result.status = ReadChunk::Timeout; // with data, still progress
-    else if (error != NoError)
-        fail(error, QStringLiteral("device_read"));
+    else if (results.error != NoError)
+        fail(results.error, QStringLiteral("device_read"));
     return result;
 }
 

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 
+struct __rpc_xdr;
+
 namespace CorvaneIOUtilsLib {
 
 class Vxi11Client;
@@ -37,6 +39,17 @@ public:
 
     // The text of a VXI-11 device error code ("I/O timeout").
     static QString errorName(quint32 code);
+
+    // The results of device_read as the server sends them after the reply's header: the error, the
+    // reason and the data. The data's length is checked against requested before target(length)
+    // gives where it goes (nullptr: nowhere it fits); false for results that do not decode.
+    struct ReadResults {
+        quint32 error = 0;
+        quint32 reason = 0;
+        quint32 length = 0;
+    };
+    static bool decodeReadResults(__rpc_xdr* x, quint32 requested, ReadResults& results,
+                                  const std::function<char*(qsizetype)>& target);
 
 private:
     // One device_read; target(n) gives where the n bytes of data go (nullptr: too many).
