@@ -3,6 +3,7 @@
 
 #include "IolibTestSupport.h"
 #include "iolib/IOManager.h"
+#include "iolib/backends/Vxi11Client.h"
 #include "iolib/backends/Vxi11Transport.h"
 #include "sim/SimBench.h"
 #include "sim/vxi11/Vxi11Server.h"
@@ -283,6 +284,104 @@ TEST(Vxi11Late, AReplyAfterTheCallGaveUpIsSkipped) {
     QThread::msleep(600); // the late reply is there now, ahead of the next one
     session->SetTimeout(1000);
     EXPECT_EQ(session->Query(u"*OPC?"_s), u"1"_s);
+}
+
+// The server's bytes as the client takes them apart: record marking bounded before anything is taken
+// for a fragment, the reply's header, and device_read's data bounded by what was asked for.
+TEST(Vxi11Replies, RecordsAndRepliesAreBoundedByWhatWasAsked) {
+    using Record = Vxi11Client::Record;
+    const struct {
+        const char* name;
+        QByteArray bytes;
+        qsizetype limit;
+        Record expected;
+        qsizetype size; // of the record, or the size announced past the limit
+    } records[] = {
+        {"one fragment", words({0x80000004u, 7}), 4, Record::Whole, 4},
+        {"three fragments, one of them empty", words({4, 1, 0, 0x80000004u, 2}), 8, Record::Whole, 8},
+        {"empty record", words({0x80000000u}), 0, Record::Whole, 0},
+        {"fragment just past the limit", words({0x80000005u}) + "12345", 4, Record::TooLarge, 5},
+        {"second fragment past the limit", words({4, 1, 0x80000001u}) + "x", 4, Record::TooLarge, 5},
+        {"largest length a mark can say", words({0xffffffffu}), 1 << 20, Record::TooLarge, 0x7fffffff},
+        {"nothing at all", {}, 64, Record::Nothing, 0},
+    };
+    for (const auto& c : records) {
+        qsizetype at = 0;
+        const Vxi11Client::Receive receive = [&](char* out, qsizetype count) {
+            if (count > c.bytes.size() - at) {
+                if (at == 0) return false;
+                throw IOError(IOError::Dropped, u"cut short"_s);
+            }
+            std::copy_n(c.bytes.constData() + at, count, out);
+            at += count;
+            return true;
+        };
+        QByteArray record;
+        qsizetype announced = 0;
+        EXPECT_EQ(Vxi11Client::readRecord(receive, record, c.limit, announced), c.expected) << c.name;
+        EXPECT_EQ(c.expected == Record::TooLarge ? announced : record.size(), c.size) << c.name;
+        if (c.expected == Record::TooLarge) {
+            EXPECT_LE(record.size(), c.limit) << c.name;
+        }
+    }
+
+    using Reply = Vxi11Client::Reply;
+    constexpr quint32 xid = 0x1234;
+    const QByteArray accepted = words({xid, 1, 0, 0, 0});
+    const struct {
+        const char* name;
+        QByteArray record;
+        quint32 requested; // device_read's request; 0: no results expected
+        Reply expected;
+        QByteArray data;
+    } replies[] = {
+        {"success without results", accepted + words({0}), 0, Reply::Success, {}},
+        {"data with END", accepted + words({0, 0, 4, 2}) + QByteArray("1\n\0\0", 4), 8, Reply::Success,
+         "1\n"},
+        {"data of exactly the request", accepted + words({0, 0, 4, 4}) + "abcd", 4, Reply::Success, "abcd"},
+        {"data past the request", accepted + words({0, 0, 4, 5}) + "abcde\0\0\0", 4, Reply::Malformed, {}},
+        {"data cut short", accepted + words({0, 0, 4, 100}) + "abcd", 128, Reply::Malformed, {}},
+        {"another call's reply", words({xid + 1, 1, 0, 0, 0, 0}), 0, Reply::Stale, {}},
+        {"a call, not a reply", words({xid, 0, 0, 0, 0, 0}), 0, Reply::Malformed, {}},
+        {"refused", words({xid, 1, 1, 0, 2, 2}), 0, Reply::Refused, {}},
+        {"program version mismatch", words({xid, 1, 0, 0, 0, 2, 1, 1}), 0, Reply::Failed, {}},
+        {"verifier of the most bytes",
+         words({xid, 1, 0, 1, 400}) + QByteArray(400, 'v') + words({0}),
+         0,
+         Reply::Success,
+         {}},
+        {"verifier past the most bytes",
+         words({xid, 1, 0, 1, 401}) + QByteArray(404, 'v') + words({0}),
+         0,
+         Reply::Malformed,
+         {}},
+        {"verifier past the record",
+         words({xid, 1, 0, 1, 400}) + QByteArray(16, 'v'),
+         0,
+         Reply::Malformed,
+         {}},
+        {"header cut short", words({xid, 1, 0}), 0, Reply::Malformed, {}},
+    };
+    for (const auto& c : replies) {
+        QByteArray data;
+        Vxi11Transport::ReadResults results;
+        Vxi11Client::Codec codec;
+        if (c.requested > 0)
+            codec = [&](__rpc_xdr* x) {
+                return Vxi11Transport::decodeReadResults(x, c.requested, results, [&](qsizetype length) {
+                    data.resize(length);
+                    return data.data();
+                });
+            };
+        quint32 acceptStatus = 0;
+        EXPECT_EQ(Vxi11Client::decodeReply(c.record, xid, codec, acceptStatus), c.expected) << c.name;
+        if (c.expected == Reply::Success) {
+            EXPECT_EQ(data, c.data) << c.name;
+        }
+        if (c.expected == Reply::Failed) {
+            EXPECT_EQ(acceptStatus, 2u) << c.name;
+        }
+    }
 }
 
 TEST(Vxi11Address, APortmapperPortThatIsNoPortIsRefused) {
