@@ -151,6 +151,9 @@ TEST(Hislip, AServersFaultsEndInAClearErrorWithinTheTimeout) {
         {"reports a fatal error", opened, Hislip::encode(Hislip::FatalError, 0, 0, "server overloaded"),
          false, IOError::Protocol, "server overloaded"},
         {"never answers", opened, {}, false, IOError::Timeout, ""},
+        {"sends empty messages and never the end", opened,
+         Hislip::encode(Hislip::Data, 0, Hislip::kFirstMessageId).repeated(1000), false, IOError::Protocol,
+         "carry no data"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

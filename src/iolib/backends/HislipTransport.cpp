@@ -200,9 +200,11 @@ ReadCount HislipTransport::readInto(char* out, qsizetype maxBytes, int timeoutMs
         default:
             // An interrupted response and other notices carry nothing for the reader.
             skipPayload(*m_sync, header.length, timeoutMs);
-            if (skipped >= kSkippedMessagesTolerated)
-                outOfStep(QStringLiteral("sent %1 messages that carry no data").arg(skipped + 1));
         }
+        // Nor does a Data message without any: a server that sends only such messages, however
+        // quickly, is out of step.
+        if (m_pending == 0 && skipped >= kSkippedMessagesTolerated)
+            outOfStep(QStringLiteral("sent %1 messages that carry no data").arg(skipped + 1));
     }
     const qsizetype wanted = static_cast<qsizetype>(std::min<quint64>(quint64(maxBytes), m_pending));
     qsizetype got = m_sync->receiveNow(out, wanted, QStringLiteral("in the middle of a message"));
