@@ -109,9 +109,8 @@ TcpStream::TcpStream(const QString& host, quint16 port, QString resource, QStrin
         throw IOError(IOError::Timeout, QStringLiteral("%1: no answer from %2 at %3 within %4 ms")
                                             .arg(m_resource, m_what, m_where)
                                             .arg(timeoutMs));
-    throw IOError(
-        IOError::NotFound,
-        QStringLiteral("%1: no %2 accepts connections at %3 (%4)").arg(m_resource, m_what, m_where, problem));
+    throw IOError(IOError::NotFound, QStringLiteral("%1: %2 at %3 does not accept connections (%4)")
+                                         .arg(m_resource, m_what, m_where, problem));
 }
 
 TcpStream::~TcpStream() {

@@ -207,7 +207,7 @@ void Vxi11Client::call(quint32 program, quint32 version, quint32 procedure, cons
 
 quint16 Vxi11Client::lookupPort(const QString& host, quint16 portmapperPort, quint32 program, quint32 version,
                                 const QString& resource, int timeoutMs) {
-    Vxi11Client portmapper(host, portmapperPort, resource, QStringLiteral("portmapper"), timeoutMs);
+    Vxi11Client portmapper(host, portmapperPort, resource, QStringLiteral("the portmapper"), timeoutMs);
     u_int prog = program, vers = version, protocol = IPPROTO_TCP, none = 0, port = 0;
     portmapper.call(
         PMAPPROG, PMAPVERS, PMAPPROC_GETPORT,

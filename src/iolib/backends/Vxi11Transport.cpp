@@ -77,8 +77,8 @@ Vxi11Transport::Vxi11Transport(const ResourceAddress& address, quint16 portmappe
     : m_resource(address.resourceName()), m_device(address.device) {
     const quint16 port = Vxi11Client::lookupPort(address.host, portmapperPort, kCoreProgram, kCoreVersion,
                                                  m_resource, timeoutMs);
-    m_client = std::make_unique<Vxi11Client>(address.host, port, m_resource, QStringLiteral("VXI-11 server"),
-                                             timeoutMs);
+    m_client = std::make_unique<Vxi11Client>(address.host, port, m_resource,
+                                             QStringLiteral("the VXI-11 server"), timeoutMs);
     const QByteArray device = m_device.toLatin1();
     int clientId = static_cast<int>(QCoreApplication::applicationPid() & 0x7fffffff);
     bool_t lockDevice = FALSE;
