@@ -83,6 +83,8 @@ GpibLibrary::Status GpibLibrary::after(int sta) const {
 
 int GpibLibrary::device(int board, int pad, int sad, int timeoutCode, int eot, int eos,
                         Status& status) const {
+    std::unique_lock lock(m_globalStatusMutex, std::defer_lock);
+    if (!hasThreadStatus()) lock.lock();
     const int ud = m_ibdev(board, pad, sad, timeoutCode, eot, eos);
     // ibdev returns the descriptor, not ibsta; a negative one is the failure.
     status = after(ud < 0 ? kErr : 0);
@@ -90,35 +92,35 @@ int GpibLibrary::device(int board, int pad, int sad, int timeoutCode, int eot, i
 }
 
 GpibLibrary::Status GpibLibrary::write(int ud, const QByteArray& bytes) const {
-    return after(m_ibwrt(ud, bytes.constData(), static_cast<long>(bytes.size())));
+    return guarded([&] { return m_ibwrt(ud, bytes.constData(), static_cast<long>(bytes.size())); });
 }
 
 GpibLibrary::Status GpibLibrary::read(int ud, char* buffer, long count) const {
-    return after(m_ibrd(ud, buffer, count));
+    return guarded([&] { return m_ibrd(ud, buffer, count); });
 }
 
 GpibLibrary::Status GpibLibrary::clear(int ud) const {
-    return after(m_ibclr(ud));
+    return guarded([&] { return m_ibclr(ud); });
 }
 GpibLibrary::Status GpibLibrary::setTimeout(int ud, int timeoutCode) const {
-    return after(m_ibtmo(ud, timeoutCode));
+    return guarded([&] { return m_ibtmo(ud, timeoutCode); });
 }
 GpibLibrary::Status GpibLibrary::online(int ud, bool on) const {
-    return after(m_ibonl(ud, on ? 1 : 0));
+    return guarded([&] { return m_ibonl(ud, on ? 1 : 0); });
 }
 GpibLibrary::Status GpibLibrary::local(int ud) const {
-    return after(m_ibloc(ud));
+    return guarded([&] { return m_ibloc(ud); });
 }
 
 GpibLibrary::Status GpibLibrary::listener(int ud, int pad, int sad, bool& found) const {
     short answer = 0;
-    const Status status = after(m_ibln(ud, pad, sad, &answer));
+    const Status status = guarded([&] { return m_ibln(ud, pad, sad, &answer); });
     found = !status.failed() && answer != 0;
     return status;
 }
 
 GpibLibrary::Status GpibLibrary::ask(int ud, int option, int& value) const {
-    return after(m_ibask(ud, option, &value));
+    return guarded([&] { return m_ibask(ud, option, &value); });
 }
 
 int GpibLibrary::timeoutCode(int ms) {

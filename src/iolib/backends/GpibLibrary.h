@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 #include <memory>
+#include <mutex>
 
 namespace CorvaneIOUtilsLib {
 
@@ -55,6 +56,14 @@ public:
 
 private:
     Status after(int sta) const;
+    // A library with only process-wide status variables: a call and the reading of its status must
+    // not meet another thread's call, so they run one at a time.
+    bool hasThreadStatus() const { return m_threadIberr && (m_threadIbcntl || m_threadIbcnt); }
+    template <typename Call> Status guarded(Call&& call) const {
+        std::unique_lock lock(m_globalStatusMutex, std::defer_lock);
+        if (!hasThreadStatus()) lock.lock();
+        return after(call());
+    }
 
     QString m_path;
     QString m_problem;
@@ -76,6 +85,7 @@ private:
     volatile int* m_iberr = nullptr;
     volatile long* m_ibcntl = nullptr;
     volatile int* m_ibcnt = nullptr;
+    mutable std::mutex m_globalStatusMutex;
 };
 
 } // namespace CorvaneIOUtilsLib
